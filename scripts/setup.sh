@@ -11,7 +11,7 @@ packages=(
   cups-daemon cups-client cups-ipp-utils cups-core-drivers cups-bsd
   avahi-daemon avahi-utils dbus libnss-mdns
   snmpd snmp iproute2 procps time
-  umockdev
+  umockdev libsnmp-dev
   dpkg-dev lintian man-db groff-base
 )
 

@@ -1,0 +1,32 @@
+// URLResolver: turns a service instance name from a device URI into a host name.
+#pragma once
+
+#include <map>
+#include <string>
+
+class URLResolver {
+public:
+    URLResolver();
+    virtual ~URLResolver();
+
+    // Resolves |serviceInstance|; 0 on success, after which getHostName() holds the host.
+    virtual int resolveService(std::string serviceInstance) = 0;
+
+    // |text| with every key of the replacement map replaced by its value.
+    std::string replaceCharacters(std::string text);
+    // The service name: everything before the first "." not preceded by a backslash.
+    int resolveServiceName(const std::string& uri, std::string& name);
+    // The service type, e.g. "_pdl-datastream._tcp".
+    int resolveServiceType(const std::string& uri, std::string& type);
+    // The domain, e.g. "local." (with its final dot).
+    int resolveServiceDomainName(const std::string& uri, std::string& domain);
+
+    std::string getHostName() const { return hostName_; }
+    void setHostName(std::string hostName) { hostName_ = std::move(hostName); }
+
+protected:
+    std::map<std::string, std::string> replacements_;
+
+private:
+    std::string hostName_;
+};
