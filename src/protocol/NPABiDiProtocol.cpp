@@ -1,0 +1,191 @@
+// NPABiDiProtocol: NPA request and answer packets carried in network datagrams.
+#include "protocol/NPABiDiProtocol.h"
+
+#include <sys/time.h>
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "connection/Connection.h"
+#include "protocol/NPAResp.h"
+#include "support/ByteCursor.h"
+#include "support/Clock.h"
+#include "support/Logger.h"
+
+namespace {
+constexpr int kNpaNetworkPort = 9300;
+constexpr int kAnswerHeaderSize = 12;
+constexpr size_t kRequestHeaderSize = 8;
+const unsigned char kRequestHeader[] = {0x01, 0x00, 0x00, 0x31};
+const unsigned char kAckHeader[] = {0x01, 0x03};
+constexpr size_t kAckSize = 6;
+// Offsets inside an answer datagram.
+constexpr size_t kAckedBytesOffset = 2;
+constexpr size_t kSequenceOffset = 6;
+constexpr size_t kFlagsOffset = 15;
+
+constexpr unsigned char kCommandFailed = 0x80;
+constexpr unsigned char kMorePackets = 0x20;
+constexpr int kStateReading = 11;
+constexpr int kStateLastPacket = 12;
+constexpr int kStateFailed = 13;
+constexpr int kNothingRead = 10;
+}  // namespace
+
+NPABiDiProtocol::NPABiDiProtocol(Connection* connection)
+    : Protocol(connection), networkHeaderSize_(kAnswerHeaderSize) {
+    setProtocolType(PROTOCOL_NPA);
+    setProtocolPort(kNpaNetworkPort);
+}
+
+NPABiDiProtocol::~NPABiDiProtocol() = default;
+
+Data* NPABiDiProtocol::addNetworkHeader(Data* request) {
+    size_t requestSize = 0;
+    if (request != nullptr && request->get() != nullptr && request->size() > 0) {
+        requestSize = static_cast<size_t>(request->size());
+    }
+    std::vector<unsigned char> wrapped(kRequestHeaderSize + requestSize, 0);
+    std::memcpy(wrapped.data(), kRequestHeader, sizeof(kRequestHeader));
+
+    // Milliseconds of the time of day, truncated to 32 bits, least significant byte first.
+    struct timeval now = Clock::now();
+    uint32_t stamp = static_cast<uint32_t>(static_cast<uint64_t>(now.tv_sec) * 1000u +
+                                           static_cast<uint64_t>(now.tv_usec) / 1000u);
+    for (size_t i = 0; i < 4; ++i) {
+        wrapped[4 + i] = static_cast<unsigned char>(stamp >> (8 * i));
+    }
+    if (requestSize > 0) {
+        std::memcpy(wrapped.data() + kRequestHeaderSize, request->get(), requestSize);
+    }
+    return new Data(wrapped.data(), static_cast<int>(wrapped.size()));
+}
+
+int NPABiDiProtocol::doRequest(Data* request, Data& response) {
+    Logger logger("NPABiDiProtocol", "doRequest");
+    Connection* connection = getConnection();
+    Response* builder = getResponseBuilder();
+    if (connection == nullptr || request == nullptr || builder == nullptr) {
+        return -1;
+    }
+    const int echoIndex = request->getErrorCheckingByte();
+    ByteCursor requestBytes(request->get(), static_cast<size_t>(request->size()));
+    const unsigned int echoValue = echoIndex >= 0 ? requestBytes.peek(static_cast<size_t>(echoIndex)) : 0;
+
+    // Status reported if an exception ends the request: the last status reached.
+    int status = -1;
+    bool opened = false;
+    try {
+        int openResult = connection->doOpen();
+        if (openResult != 0) {
+            return openResult;
+        }
+        opened = true;
+        status = 0;
+
+        std::unique_ptr<Data> wrapped(addNetworkHeader(request));
+        int writeResult = connection->doWrite(wrapped.get());
+        status = writeResult;
+        logger.Log("Send command. Return value =%d", writeResult);
+        logger.LogData(wrapped->get(), wrapped->size());
+
+        bool processed = false;
+        int state = kStateReading;
+        if (writeResult == 0) {
+            unsigned int reads = 0;
+            while (true) {
+                // A device that never ends its answer gets it treated as ended here.
+                if (reads >= NPAResp::kMaxAnswerPackets ||
+                    builder->getMaxSize() >= NPAResp::kMaxAnswerBytes) {
+                    logger.Log("Answer limit reached after %u reads, %u bytes", reads,
+                               builder->getMaxSize());
+                    state = kStateReading;
+                    break;
+                }
+                Data buffer;
+                int readResult = connection->doRead(buffer);
+                status = readResult;
+                if (readResult != 0) {
+                    state = kStateReading;
+                    break;
+                }
+                ++reads;
+                state = processResponse(&buffer);
+                processed = true;
+                if (state != kStateReading) {
+                    break;
+                }
+            }
+        }
+
+        opened = false;
+        connection->doClose();
+
+        if (!processed) {
+            return kNothingRead;
+        }
+        if (state == kStateFailed) {
+            return kStateFailed;
+        }
+        response.setErrorCheckingByte(echoIndex);
+        response.setHeaderSize(request->getHeaderSize());
+        return builder->repackResponse(response, echoValue);
+    } catch (...) {
+        logger.Log("Exception in doRequest, status =%d", status);
+        if (opened) {
+            try {
+                connection->doClose();
+            } catch (...) {
+            }
+        }
+        return status;
+    }
+}
+
+int NPABiDiProtocol::processResponse(Data* packet) {
+    Logger logger("NPABiDiProtocol", "processResponse");
+    if (packet == nullptr || packet->size() <= 0 || packet->get() == nullptr) {
+        return kStateReading;
+    }
+    int state = kStateReading;
+    try {
+        const size_t size = static_cast<size_t>(packet->size());
+        // Bytes a short datagram lacks read as 0.
+        ByteCursor bytes(packet->get(), size);
+        logger.LogData(packet->get(), packet->size());
+
+        unsigned char ack[kAckSize] = {kAckHeader[0], kAckHeader[1]};
+        for (size_t i = 0; i < 4; ++i) {
+            ack[2 + i] = bytes.peek(kAckedBytesOffset + i);
+        }
+        Data ackPacket(ack, static_cast<int>(kAckSize));
+        Connection* connection = getConnection();
+        int ackResult = connection != nullptr ? connection->doWrite(&ackPacket) : -1;
+        logger.Log("Sending Ack packet. Return value =%d", ackResult);
+
+        unsigned int flags = bytes.peek(kFlagsOffset);
+        if (flags & kCommandFailed) {
+            state = kStateFailed;
+            logger.Log("NPA command Fail error. Continue byte value =0x%x", flags);
+        } else if (!(flags & kMorePackets)) {
+            state = kStateLastPacket;
+            logger.Log("This is the last packet. Continue byte value =0x%x", flags);
+        }
+
+        int sequence = NPAResp::swapByte(bytes, kSequenceOffset);
+        size_t header = static_cast<size_t>(networkHeaderSize_);
+        Response* builder = getResponseBuilder();
+        if (builder != nullptr) {
+            // A datagram no longer than its header gives an empty piece, which is not stored.
+            Data* piece = size > header ? new Data(packet->get() + header, static_cast<int>(size - header))
+                                        : new Data();
+            builder->addData(sequence, piece);
+        }
+        return state;
+    } catch (...) {
+        logger.Log("Exception in processResponse, state =%d", state);
+        return state;
+    }
+}

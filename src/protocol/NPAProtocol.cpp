@@ -1,0 +1,170 @@
+// NPAProtocol: sends one NPA request packet and gathers its answer packets.
+#include "protocol/NPAProtocol.h"
+
+#include "connection/Connection.h"
+#include "protocol/NPAResp.h"
+#include "support/ByteCursor.h"
+#include "support/Logger.h"
+
+namespace {
+// Puts the printer into NPA mode; sent before every request.
+const unsigned char kNpaModeCommand[] = {0xA5, 0x00, 0x10, 0x80, 0xA4, 0x5B, 0xA4,
+                                         0x5B, 0x10, 0xEF, 0xA4, 0x5B, 0x11, 0xEE,
+                                         0x00, 0xFF, 0x13, 0xEC, 0x2E};
+constexpr unsigned char kStartOfPacket = 0xA5;
+constexpr unsigned char kCommandFailed = 0x80;
+constexpr unsigned char kMorePackets = 0x20;
+
+constexpr int kStateReading = 11;
+constexpr int kStateLastPacket = 12;
+constexpr int kStateFailed = 13;
+constexpr int kNothingRead = 10;
+}  // namespace
+
+NPAProtocol::NPAProtocol(Connection* connection) : Protocol(connection) {
+    setProtocolType(PROTOCOL_NPA);
+    setProtocolPort(0);
+}
+
+NPAProtocol::~NPAProtocol() = default;
+
+int NPAProtocol::doRequest(Data* request, Data& response) {
+    Logger logger("NPAProtocol", "doRequest");
+    Connection* connection = getConnection();
+    Response* builder = getResponseBuilder();
+    if (connection == nullptr || request == nullptr || builder == nullptr) {
+        return -1;
+    }
+    const int echoIndex = request->getErrorCheckingByte();
+    ByteCursor requestBytes(request->get(), static_cast<size_t>(request->size()));
+    const unsigned int echoValue = echoIndex >= 0 ? requestBytes.peek(static_cast<size_t>(echoIndex)) : 0;
+
+    // Status reported if an exception ends the request: the last status reached.
+    int status = -1;
+    bool opened = false;
+    try {
+        int openResult = connection->doOpen();
+        if (openResult != 0) {
+            return openResult;
+        }
+        opened = true;
+        status = 0;
+
+        Data modeCommand(kNpaModeCommand, static_cast<int>(sizeof(kNpaModeCommand)));
+        connection->doWrite(&modeCommand);
+        // The mode command's own result is intentionally not looked at.
+        logger.Log("Send NPA mode command. Return value =%d", 0);
+
+        logger.LogData(request->get(), request->size());
+        int writeResult = connection->doWrite(request);
+        status = writeResult;
+        logger.Log("Send command. Return value =%d", writeResult);
+
+        bool processed = false;
+        int state = kStateReading;
+        if (writeResult == 0) {
+            packetCounter_ = 0;
+            unsigned int reads = 0;
+            while (state == kStateReading) {
+                // A device that never ends its answer gets it treated as ended here.
+                if (reads >= NPAResp::kMaxAnswerPackets ||
+                    builder->getMaxSize() >= NPAResp::kMaxAnswerBytes) {
+                    logger.Log("Answer limit reached after %u reads, %u bytes", reads,
+                               builder->getMaxSize());
+                    break;
+                }
+                Data buffer;
+                int readResult = connection->doRead(buffer);
+                status = readResult;
+                if (readResult != 0) {
+                    break;
+                }
+                ++reads;
+                state = processResponse(&buffer, echoIndex, echoValue);
+                processed = true;
+            }
+        }
+
+        opened = false;
+        connection->doClose();
+
+        if (!processed) {
+            return kNothingRead;
+        }
+        if (state == kStateFailed) {
+            return kStateFailed;
+        }
+        response.setErrorCheckingByte(echoIndex);
+        response.setHeaderSize(request->getHeaderSize());
+        return builder->repackResponse(response, echoValue);
+    } catch (...) {
+        logger.Log("Exception in doRequest, status =%d", status);
+        if (opened) {
+            try {
+                connection->doClose();
+            } catch (...) {
+            }
+        }
+        return status;
+    }
+}
+
+int NPAProtocol::processResponse(Data* packet, int echoIndex, unsigned int echoValue) {
+    Logger logger("NPAProtocol", "processResponse");
+    if (packet == nullptr || packet->size() <= 0 || packet->get() == nullptr) {
+        return kStateReading;
+    }
+    int state = kStateReading;
+    try {
+        const size_t size = static_cast<size_t>(packet->size());
+        ByteCursor bytes(packet->get(), size);
+        logger.LogData(packet->get(), packet->size());
+        logger.Log("Error checking index= %d, check val =0x%x", echoIndex, echoValue);
+
+        // A packet must start at the first byte of the read: after a mismatch the search
+        // only goes on while i < -echoIndex, so it never does for the offsets in use.
+        // Intended; a read with leading noise is rejected as a whole.
+        bool found = false;
+        long i = 0;
+        while (static_cast<size_t>(i) < size) {
+            long echoAt = i + echoIndex;
+            if (bytes.peek(static_cast<size_t>(i)) == kStartOfPacket && echoAt >= 0 &&
+                bytes.has(static_cast<size_t>(echoAt), 1) &&
+                bytes.peek(static_cast<size_t>(echoAt)) == echoValue) {
+                found = true;
+                break;
+            }
+            if (!(i < -static_cast<long>(echoIndex))) {
+                logger.Log("No SOP byte found till end: %ld", i);
+                break;
+            }
+            ++i;
+        }
+        if (!found) {
+            logger.Log("Valid Data = %s", "FALSE");
+            return kStateReading;
+        }
+
+        logger.Log("SOP byte found at index %ld", i);
+        Response* builder = getResponseBuilder();
+        if (builder != nullptr) {
+            builder->addData(packetCounter_,
+                             new Data(packet->get() + i, static_cast<int>(size - static_cast<size_t>(i))));
+        }
+        ++packetCounter_;
+
+        unsigned int flags = bytes.peek(3);
+        if (flags & kCommandFailed) {
+            state = kStateFailed;
+            logger.Log("NPA command Fail error. Continue byte value =0x%x", flags);
+        } else if (!(flags & kMorePackets)) {
+            state = kStateLastPacket;
+            logger.Log("This is the last packet. Continue byte value =0x%x", flags);
+        }
+        logger.Log("Valid Data = %s", "TRUE");
+        return state;
+    } catch (...) {
+        logger.Log("Exception in processResponse, state =%d", state);
+        return state;
+    }
+}
