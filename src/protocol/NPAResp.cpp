@@ -65,8 +65,9 @@ int NPAResp::repackResponse(Data& out, unsigned int echoValue) {
 
     // Device lengths are trusted only as far as the bytes really held: a length that
     // points past the input, past the 16-bit output or back onto a position already
-    // walked joins the part that is held and fits, then ends the answer (result 0).
-    // Well-formed answers never reach those limits and are joined byte for byte.
+    // walked joins the part that is held and fits, then ends the answer (result 0);
+    // only a first packet left shorter than its own length field gives -1. Well-formed
+    // answers never reach those limits and are joined byte for byte.
     ByteCursor in(input.data(), held);
     const int echoIndex = out.getErrorCheckingByte();
     const size_t headerSize = out.getHeaderSize() > 0 ? static_cast<size_t>(out.getHeaderSize()) : 0;
@@ -92,7 +93,10 @@ int NPAResp::repackResponse(Data& out, unsigned int echoValue) {
         bool complete = append(0, size1);
         logger.Log("----------------- Repacks done for 1st packet. Total Size1 =%d Continuity byte =%x",
                    size1, in.peek(static_cast<size_t>(size1) + 3));
-        bool more = complete && (in.peek(3) & kMorePackets) != 0;
+        if (outLength < 3) {
+            result = -1;
+        }
+        bool more = result == 0 && complete && (in.peek(3) & kMorePackets) != 0;
         uint16_t inIndex = size1;
 
         while (more) {
@@ -116,15 +120,12 @@ int NPAResp::repackResponse(Data& out, unsigned int echoValue) {
                        static_cast<int>(outLength));
         }
 
-        if (outLength >= 3) {
+        if (result == 0) {
             size_t length = outLength - 3;
             output[1] = static_cast<unsigned char>(length >> 8);
             output[2] = static_cast<unsigned char>(length & 0xFF);
-        }
-        ByteCursor joined(output.data(), outLength);
-        logger.Log("Repacks done for all packets. Total Size1 =%d 0=%x 1=%x 2=%x",
-                   static_cast<int>(outLength), joined.peek(0), joined.peek(1), joined.peek(2));
-        if (outLength != 0) {
+            logger.Log("Repacks done for all packets. Total Size1 =%d 0=%x 1=%x 2=%x",
+                       static_cast<int>(outLength), output[0], output[1], output[2]);
             out.assign(output.data(), static_cast<int>(outLength));
         }
     }

@@ -22,7 +22,8 @@ public:
     // packet whole, then the payload of each continuation packet, with the length field
     // rewritten to cover them all. Uses |out|'s error-checking offset and header size.
     // Returns 0, or -1 when a sequence number is missing, nothing is held, or the first
-    // packet does not start with 0xA5 and the echo byte |echoValue|.
+    // packet does not start with 0xA5 and the echo byte |echoValue| (or is cut off
+    // before its length field ends).
     int repackResponse(Data& out, unsigned int echoValue) override;
 
     // The big-endian 16-bit value at |offset|; bytes outside the buffer count as 0.

@@ -1,0 +1,48 @@
+// NpaAnswerScripts: scripted printer answers to the RDC request, in both NPA framings,
+// shared by every test that plays a device over some transport.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace npa_script {
+
+using Bytes = std::vector<unsigned char>;
+
+// Request byte 4 of the RDC request, which every answer packet must repeat.
+constexpr unsigned char kRdcEcho = 0xE0;
+
+// The RDC request as the command builds it.
+Bytes rdcRequest();
+// The 19-byte command that puts the printer into NPA mode.
+Bytes npaModeCommand();
+
+// An answer packet: 0xA5, the 16-bit length of what follows, |flags|, |echo|, |payload|.
+Bytes packet(unsigned char flags, const Bytes& payload, unsigned char echo = kRdcEcho);
+Bytes concat(const std::vector<Bytes>& parts);
+// An answer datagram: a 12-byte network header carrying |tag| in bytes 2-5 and
+// |sequence| in bytes 6-7, most significant first, followed by |npa|.
+Bytes datagram(uint16_t sequence, const Bytes& npa, uint32_t tag = 0x11223344);
+// The acknowledgement a host sends for |datagram|: 01 03, then its bytes 2-5 (0 where missing).
+Bytes acknowledgement(const Bytes& datagram);
+
+// One device behaviour: what each read returns, in order, before the device goes quiet,
+// and what the request must come to.
+struct AnswerScript {
+    std::string name;
+    std::vector<Bytes> reads;
+    // How many of |reads| the protocol takes before it stops by itself or on the silence.
+    size_t readsUsed;
+    int expectedResult;
+    // The joined answer when |expectedResult| is 0.
+    Bytes expectedAnswer;
+};
+
+// Answers over the packet framing (USB, backend back-channel).
+std::vector<AnswerScript> packetFramingScripts();
+// Answers over the network framing (UDP datagrams with sequence numbers).
+std::vector<AnswerScript> networkFramingScripts();
+
+}  // namespace npa_script

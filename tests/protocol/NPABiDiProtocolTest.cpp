@@ -1,0 +1,163 @@
+// Tests of the NPA network framing over a scripted connection.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "helpers/NpaAnswerScripts.h"
+#include "helpers/ScriptedConnection.h"
+#include "protocol/NPABiDiProtocol.h"
+#include "protocol/NPAResp.h"
+#include "support/Clock.h"
+
+namespace {
+
+using npa_script::Bytes;
+
+Data rdcRequest() {
+    Bytes bytes = npa_script::rdcRequest();
+    Data request(bytes.data(), static_cast<int>(bytes.size()));
+    request.setHeaderSize(5);
+    request.setErrorCheckingByte(4);
+    return request;
+}
+
+Bytes bytesOf(const Data& data) {
+    return data.get() ? Bytes(data.get(), data.get() + data.size()) : Bytes();
+}
+
+std::unique_ptr<NPABiDiProtocol> protocolOver(ScriptedConnection* connection) {
+    auto protocol = std::make_unique<NPABiDiProtocol>(connection);
+    protocol->assignResponseBuilder(new NPAResp());
+    return protocol;
+}
+
+// Serves the given times of day in turn and restores the real clock when done.
+class FixedClock {
+public:
+    explicit FixedClock(std::vector<struct timeval> times) : times_(std::move(times)) {
+        Clock::setNowFunction([this] { return times_[next_++ % times_.size()]; });
+    }
+    ~FixedClock() { Clock::setNowFunction(nullptr); }
+
+private:
+    std::vector<struct timeval> times_;
+    size_t next_ = 0;
+};
+
+}  // namespace
+
+TEST(NpaNetworkProtocol, PlaysEveryScriptedAnswerAndAcknowledgesEachDatagram) {
+    for (const auto& script : npa_script::networkFramingScripts()) {
+        SCOPED_TRACE(script.name);
+        auto* connection = new ScriptedConnection(script.reads);
+        auto protocol = protocolOver(connection);
+        Data request = rdcRequest();
+        Data answer;
+
+        EXPECT_EQ(protocol->doRequest(&request, answer), script.expectedResult);
+
+        ASSERT_EQ(connection->readsServed, script.readsUsed);
+        ASSERT_EQ(connection->writes.size(), 1 + script.readsUsed);
+        const Bytes& sent = connection->writes[0];
+        ASSERT_EQ(sent.size(), 8 + npa_script::rdcRequest().size());
+        EXPECT_EQ(Bytes(sent.begin(), sent.begin() + 4), (Bytes{0x01, 0x00, 0x00, 0x31}));
+        EXPECT_EQ(Bytes(sent.begin() + 8, sent.end()), npa_script::rdcRequest());
+        for (size_t i = 0; i < script.readsUsed; ++i) {
+            EXPECT_EQ(connection->writes[1 + i], npa_script::acknowledgement(script.reads[i])) << "read " << i;
+        }
+        EXPECT_EQ(connection->closes, 1);
+        if (script.expectedResult == 0) {
+            EXPECT_EQ(bytesOf(answer), script.expectedAnswer);
+        } else {
+            EXPECT_EQ(answer.size(), 0);
+        }
+    }
+}
+
+TEST(NpaNetworkProtocol, RequestHeaderCarriesTheTimeOfDayInMilliseconds) {
+    FixedClock clock({{1000, 234567}, {5000000000, 999999}});
+    auto* connection = new ScriptedConnection(
+        {npa_script::datagram(0, npa_script::packet(0x00, {0x01})),
+         npa_script::datagram(0, npa_script::packet(0x00, {0x02}))});
+    auto protocol = protocolOver(connection);
+    Data request = rdcRequest();
+    Data answer;
+    ASSERT_EQ(protocol->doRequest(&request, answer), 0);
+    ASSERT_EQ(protocol->doRequest(&request, answer), 0);
+
+    ASSERT_EQ(connection->writes.size(), 4u);
+    const Bytes& first = connection->writes[0];
+    const Bytes& second = connection->writes[2];
+    // 1000234 ms, least significant byte first.
+    EXPECT_EQ(Bytes(first.begin(), first.begin() + 8), (Bytes{0x01, 0x00, 0x00, 0x31, 0x2A, 0x43, 0x0F, 0x00}));
+    // 5000000000999 ms keeps its low 32 bits, 0x273953E7.
+    EXPECT_EQ(Bytes(second.begin(), second.begin() + 8), (Bytes{0x01, 0x00, 0x00, 0x31, 0xE7, 0x53, 0x39, 0x27}));
+}
+
+TEST(NpaNetworkProtocol, ConnectionFailures) {
+    struct Case {
+        const char* name;
+        int openResult;
+        std::map<size_t, int> writeResults;
+        int expected;
+        size_t writes;
+        size_t readCalls;
+    };
+    const Case cases[] = {
+        {"OpenFailureIsPassedThroughAndNothingIsWritten", 3, {}, 3, 0, 0},
+        {"RequestWriteFailureGivesTenWithoutReading", 0, {{0, 5}}, 10, 1, 0},
+        {"FailedAcknowledgementChangesNothing", 0, {{1, 5}}, 0, 2, 1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto* connection =
+            new ScriptedConnection({npa_script::datagram(0, npa_script::packet(0x00, {0x01}))});
+        connection->openResult = c.openResult;
+        connection->writeResults = c.writeResults;
+        auto protocol = protocolOver(connection);
+        Data request = rdcRequest();
+        Data answer;
+
+        EXPECT_EQ(protocol->doRequest(&request, answer), c.expected);
+        EXPECT_EQ(connection->writes.size(), c.writes);
+        EXPECT_EQ(connection->readCalls, c.readCalls);
+    }
+}
+
+TEST(NpaNetworkProtocol, EndlessAnswersStopAtTheAnswerLimit) {
+    struct Case {
+        const char* name;
+        std::function<Bytes(size_t)> datagram;
+        int expected;
+    };
+    const Case cases[] = {
+        {"ContinuationPacketsInSequence",
+         [](size_t n) { return npa_script::datagram(static_cast<uint16_t>(n), npa_script::packet(0x20, {0x01})); },
+         0},
+        {"LargePacketsUnderOneSequenceNumber",
+         [](size_t) { return npa_script::datagram(0, npa_script::packet(0x20, Bytes(30000, 0x02))); }, 0},
+        {"SequenceNumbersWithGaps",
+         [](size_t n) {
+             return npa_script::datagram(static_cast<uint16_t>(n * 16), npa_script::packet(0x20, {0x01}));
+         },
+         -1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto* connection = new ScriptedConnection();
+        connection->endlessReads = c.datagram;
+        auto protocol = protocolOver(connection);
+        Data request = rdcRequest();
+        Data answer;
+
+        EXPECT_EQ(protocol->doRequest(&request, answer), c.expected);
+        EXPECT_LE(connection->readCalls, NPAResp::kMaxAnswerPackets);
+        EXPECT_LE(connection->readsServed * c.datagram(0).size(),
+                  NPAResp::kMaxAnswerBytes + c.datagram(0).size());
+        EXPECT_EQ(connection->writes.size(), 1 + connection->readsServed);
+        if (c.expected == 0) {
+            ASSERT_GE(answer.size(), 3);
+            EXPECT_EQ((answer.get()[1] << 8) | answer.get()[2], answer.size() - 3);
+        }
+    }
+}

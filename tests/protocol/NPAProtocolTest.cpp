@@ -1,0 +1,181 @@
+// Tests of the NPA packet protocol over a scripted connection.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "helpers/NpaAnswerScripts.h"
+#include "helpers/ScriptedConnection.h"
+#include "protocol/NPAProtocol.h"
+#include "protocol/NPAResp.h"
+
+namespace {
+
+using npa_script::Bytes;
+
+Data rdcRequest() {
+    Bytes bytes = npa_script::rdcRequest();
+    Data request(bytes.data(), static_cast<int>(bytes.size()));
+    request.setHeaderSize(5);
+    request.setErrorCheckingByte(4);
+    return request;
+}
+
+Bytes bytesOf(const Data& data) {
+    return data.get() ? Bytes(data.get(), data.get() + data.size()) : Bytes();
+}
+
+// A protocol with its response builder over |connection|, which it owns.
+std::unique_ptr<NPAProtocol> protocolOver(ScriptedConnection* connection) {
+    auto protocol = std::make_unique<NPAProtocol>(connection);
+    protocol->assignResponseBuilder(new NPAResp());
+    return protocol;
+}
+
+// Checks that |answer| is one packet whose length field covers exactly what follows it.
+void expectOneWellFormedPacket(const Data& answer) {
+    ASSERT_GE(answer.size(), 3);
+    EXPECT_EQ(answer.get()[0], 0xA5);
+    EXPECT_EQ((answer.get()[1] << 8) | answer.get()[2], answer.size() - 3);
+}
+
+}  // namespace
+
+TEST(NpaPacketProtocol, PlaysEveryScriptedAnswer) {
+    for (const auto& script : npa_script::packetFramingScripts()) {
+        SCOPED_TRACE(script.name);
+        auto* connection = new ScriptedConnection(script.reads);
+        auto protocol = protocolOver(connection);
+        Data request = rdcRequest();
+        Data answer;
+
+        EXPECT_EQ(protocol->doRequest(&request, answer), script.expectedResult);
+
+        EXPECT_EQ(connection->writes, (std::vector<Bytes>{npa_script::npaModeCommand(), npa_script::rdcRequest()}));
+        EXPECT_EQ(connection->readsServed, script.readsUsed);
+        EXPECT_EQ(connection->opens, 1);
+        EXPECT_EQ(connection->closes, 1);
+        if (script.expectedResult == 0) {
+            EXPECT_EQ(bytesOf(answer), script.expectedAnswer);
+            EXPECT_EQ(answer.getHeaderSize(), 5);
+            EXPECT_EQ(answer.getErrorCheckingByte(), 4);
+        } else {
+            EXPECT_EQ(answer.size(), 0);
+        }
+    }
+}
+
+TEST(NpaPacketProtocol, EveryRequestGetsItsOwnModeCommandAndPacketNumbers) {
+    const Bytes first = npa_script::packet(0x00, {0x01});
+    const Bytes second = npa_script::packet(0x20, {0x02, 0x03});
+    const Bytes third = npa_script::packet(0x00, {0x04});
+    auto* connection = new ScriptedConnection({first, second, third});
+    auto protocol = protocolOver(connection);
+    Data request = rdcRequest();
+
+    Data answer1;
+    Data answer2;
+    ASSERT_EQ(protocol->doRequest(&request, answer1), 0);
+    ASSERT_EQ(protocol->doRequest(&request, answer2), 0);
+
+    EXPECT_EQ(bytesOf(answer1), first);
+    EXPECT_EQ(bytesOf(answer2), npa_script::packet(0x20, {0x02, 0x03, 0x04}));
+    const Bytes mode = npa_script::npaModeCommand();
+    const Bytes rdc = npa_script::rdcRequest();
+    EXPECT_EQ(connection->writes, (std::vector<Bytes>{mode, rdc, mode, rdc}));
+    EXPECT_EQ(connection->opens, 2);
+    EXPECT_EQ(connection->closes, 2);
+}
+
+TEST(NpaPacketProtocol, ConnectionFailures) {
+    struct Case {
+        const char* name;
+        int openResult;
+        std::map<size_t, int> writeResults;
+        int expected;
+        size_t writes;
+        size_t readCalls;
+        int closes;
+    };
+    const Case cases[] = {
+        {"OpenFailureIsPassedThroughAndNothingIsWritten", 7, {}, 7, 0, 0, 0},
+        {"RequestWriteFailureGivesTenWithoutReading", 0, {{1, 5}}, 10, 2, 0, 1},
+        {"ModeCommandFailureIsIgnored", 0, {{0, 5}}, 0, 2, 1, 1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto* connection = new ScriptedConnection({npa_script::packet(0x00, {0x01})});
+        connection->openResult = c.openResult;
+        connection->writeResults = c.writeResults;
+        auto protocol = protocolOver(connection);
+        Data request = rdcRequest();
+        Data answer;
+
+        EXPECT_EQ(protocol->doRequest(&request, answer), c.expected);
+        EXPECT_EQ(connection->writes.size(), c.writes);
+        EXPECT_EQ(connection->readCalls, c.readCalls);
+        EXPECT_EQ(connection->closes, c.closes);
+    }
+}
+
+TEST(NpaPacketProtocol, MissingPartsGiveMinusOne) {
+    Data request = rdcRequest();
+    Data answer;
+    NPAProtocol noConnection(nullptr);
+    noConnection.assignResponseBuilder(new NPAResp());
+    EXPECT_EQ(noConnection.doRequest(&request, answer), -1);
+
+    auto* connection = new ScriptedConnection({npa_script::packet(0x00, {0x01})});
+    NPAProtocol noBuilder(connection);
+    EXPECT_EQ(noBuilder.doRequest(&request, answer), -1);
+    EXPECT_EQ(protocolOver(new ScriptedConnection())->doRequest(nullptr, answer), -1);
+    EXPECT_EQ(connection->opens, 0);
+}
+
+TEST(NpaPacketProtocol, NegativeEchoOffsetSearchesOnlyWithinTheRead) {
+    // With the echo byte two places before the start byte, the start may lie at
+    // position 2 at the latest; positions 0 and 1 have no byte before them to compare.
+    auto protocol = protocolOver(new ScriptedConnection());
+    Data read(Bytes{0xA5, 0xA5, 0xA5, 0x00, 0x02, 0x00, 0x77}.data(), 7);
+    EXPECT_EQ(protocol->processResponse(&read, -2, 0xA5), 12);
+
+    Data answer;
+    answer.setErrorCheckingByte(0);
+    answer.setHeaderSize(5);
+    ASSERT_EQ(protocol->getResponseBuilder()->repackResponse(answer, 0xA5), 0);
+    EXPECT_EQ(bytesOf(answer), (Bytes{0xA5, 0x00, 0x02, 0x00, 0x77}));
+
+    Data tooShort(Bytes{0xA5}.data(), 1);
+    EXPECT_EQ(protocol->processResponse(&tooShort, -2, 0xA5), 11);
+    EXPECT_EQ(protocol->getResponseBuilder()->getMaxSize(), 0u);
+}
+
+TEST(NpaPacketProtocol, EndlessAnswersStopAtTheAnswerLimit) {
+    struct Case {
+        const char* name;
+        Bytes read;
+        int expected;
+    };
+    const Case cases[] = {
+        {"SmallContinuationPackets", npa_script::packet(0x20, {0x01, 0x02}), 0},
+        {"LargeContinuationPackets", npa_script::packet(0x20, Bytes(60000, 0x55)), 0},
+        {"NoiseForever", Bytes{0x00, 0xA5, 0x00, 0x02, 0x20, 0xE0}, -1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto* connection = new ScriptedConnection();
+        connection->endlessReads = [&c](size_t) { return c.read; };
+        auto protocol = protocolOver(connection);
+        Data request = rdcRequest();
+        Data answer;
+
+        EXPECT_EQ(protocol->doRequest(&request, answer), c.expected);
+
+        EXPECT_LE(connection->readCalls, NPAResp::kMaxAnswerPackets);
+        EXPECT_LE(connection->readsServed * c.read.size(), NPAResp::kMaxAnswerBytes + c.read.size());
+        EXPECT_EQ(protocol->getResponseBuilder()->getMaxSize(), 0u);
+        if (c.expected == 0) {
+            expectOneWellFormedPacket(answer);
+            EXPECT_LE(answer.size(), 0xFFFF);
+        }
+    }
+}
