@@ -1,0 +1,160 @@
+// Tests of the NPA device commands run over the packet protocol and a scripted connection.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "core/RDCCmd.h"
+#include "core/RDCSupply.h"
+#include "core/ROCCmd.h"
+#include "helpers/NpaAnswerScripts.h"
+#include "helpers/ScriptedConnection.h"
+#include "parser/Parser.h"
+#include "protocol/NPAProtocol.h"
+#include "protocol/NPAResp.h"
+
+namespace {
+
+using npa_script::Bytes;
+
+// Records every answer handed to it.
+class RecordingParser : public Parser {
+public:
+    int parseData(Data* answer, CommandID id) override {
+        parsed.emplace_back(id, Bytes(answer->get(), answer->get() + answer->size()));
+        return 0;
+    }
+    int getSupplyInfo(std::list<supplyInfo_*>&) override { return kParserStatusNotAvailable; }
+    int getTrays(std::map<int, std::string>&) override { return kParserStatusNotAvailable; }
+    int getBins(std::map<int, std::string>&) override { return kParserStatusNotAvailable; }
+    int getDuplex(int&) override { return kParserStatusNotAvailable; }
+    int getFLash(int&) override { return kParserStatusNotAvailable; }
+    int getFinishers(std::map<int, std::string>&) override { return kParserStatusNotAvailable; }
+    int getSNMPCodePage(int&) override { return kParserStatusNotAvailable; }
+    int getManualFeeder(int&) override { return kParserStatusNotAvailable; }
+
+    std::vector<std::pair<CommandID, Bytes>> parsed;
+};
+
+// A command that notes the request number of every request it hands out.
+template <class Command>
+class NumberedCommand : public Command {
+public:
+    using Command::Command;
+    Data* getCommand(int requestID) override {
+        numbers.push_back(requestID);
+        return Command::getCommand(requestID);
+    }
+    std::vector<int> numbers;
+};
+
+std::unique_ptr<NPAProtocol> protocolOver(ScriptedConnection* connection) {
+    auto protocol = std::make_unique<NPAProtocol>(connection);
+    protocol->assignResponseBuilder(new NPAResp());
+    return protocol;
+}
+
+const Bytes kRdc = {0xA5, 0x00, 0x07, 0x50, 0xE0, 0x21, 0x01, 0x00, 0x00, 0x00};
+const Bytes kRoc = {0xA5, 0x00, 0x03, 0x50, 0x01, 0x04};
+const Bytes kSupply = {0xA5, 0x00, 0x08, 0x50, 0xE0, 0x21, 0x01, 0x00, 0x00, 0x01, 0x08};
+
+}  // namespace
+
+TEST(NpaCommands, RdcThenRocSendTheirRequestsUnderNumbersOneAndTwo) {
+    DevCommand::requestID_ = 1;
+    const Bytes rdcAnswer = npa_script::packet(0x00, {0x10, 0x20});
+    // The ROC answer is checked for its start byte only.
+    const Bytes rocAnswer = npa_script::packet(0x00, {'O', 'K'}, 0x33);
+    auto* connection = new ScriptedConnection({rdcAnswer, rocAnswer});
+    auto protocol = protocolOver(connection);
+    RecordingParser parser;
+    NumberedCommand<RDCCmd> rdc;
+    NumberedCommand<ROCCmd> roc(REQ_INSTALLABLE_OPTIONS);
+
+    EXPECT_EQ(rdc.Execute(protocol.get(), &parser), 0);
+    EXPECT_EQ(roc.Execute(protocol.get(), &parser), 0);
+
+    EXPECT_EQ(rdc.numbers, std::vector<int>{1});
+    EXPECT_EQ(roc.numbers, std::vector<int>{2});
+    const Bytes mode = npa_script::npaModeCommand();
+    EXPECT_EQ(connection->writes, (std::vector<Bytes>{mode, kRdc, mode, kRoc}));
+    ASSERT_EQ(parser.parsed.size(), 2u);
+    EXPECT_EQ(parser.parsed[0], std::make_pair(CMD_CONFIGURATION, rdcAnswer));
+    EXPECT_EQ(parser.parsed[1], std::make_pair(CMD_ROC, rocAnswer));
+    EXPECT_EQ(rdc.getRespHeaderSize(), 5);
+    EXPECT_EQ(roc.getRespHeaderSize(), 5);
+}
+
+TEST(NpaCommands, SupplyRequestIsRetriedOnceInTheDefaultLanguage) {
+    const Bytes good = npa_script::packet(0x00, {0x01, 0x02});
+    const Bytes failed = npa_script::packet(0x80, {0x00});
+    const Bytes wrongEcho = npa_script::packet(0x00, {0x01}, 0x99);
+    const ScriptedConnection::Read quiet = {{}, 10};
+    struct Case {
+        const char* name;
+        std::vector<ScriptedConnection::Read> reads;
+        int expected;
+        size_t requestsSent;
+        bool parsed;
+    };
+    const Case cases[] = {
+        {"FlaggedFailureThenSuccess", {{failed}, {good}}, 0, 2, true},
+        // The device ignores the request (the answer is unusable, then it goes quiet).
+        {"UnusableAnswerThenSuccess", {{wrongEcho}, quiet, {good}}, 0, 2, true},
+        {"FailsTwice", {{failed}, {failed}}, 13, 2, false},
+        {"SilenceIsNotRetried", {quiet, {good}}, 10, 1, false},
+        {"SuccessAtOnce", {{good}}, 0, 1, true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        DevCommand::requestID_ = 7;
+        auto* connection = new ScriptedConnection();
+        for (const auto& read : c.reads) {
+            if (read.status != 0) {
+                connection->addFailedRead(read.status);
+            } else {
+                connection->addRead(read.bytes);
+            }
+        }
+        auto protocol = protocolOver(connection);
+        RecordingParser parser;
+        NumberedCommand<RDCSupply> supply;
+
+        EXPECT_EQ(supply.Execute(protocol.get(), &parser), c.expected);
+
+        // One request number, however often the request goes out.
+        EXPECT_EQ(DevCommand::requestID_, 8u);
+        EXPECT_EQ(supply.numbers, std::vector<int>(c.requestsSent, 7));
+        std::vector<Bytes> expectedWrites;
+        for (size_t i = 0; i < c.requestsSent; ++i) {
+            expectedWrites.push_back(npa_script::npaModeCommand());
+            expectedWrites.push_back(kSupply);
+        }
+        EXPECT_EQ(connection->writes, expectedWrites);
+        if (c.parsed) {
+            ASSERT_EQ(parser.parsed.size(), 1u);
+            EXPECT_EQ(parser.parsed[0], std::make_pair(CMD_SUPPLIES, good));
+        } else {
+            EXPECT_TRUE(parser.parsed.empty());
+        }
+    }
+}
+
+TEST(NpaCommands, SupplyLanguageIdGoesIntoByteEight) {
+    RDCSupply supply;
+    Data* request = supply.getCommand(0);
+    request->get()[8] = 0x2A;
+    supply.setlangId(true);
+    EXPECT_EQ(Bytes(request->get(), request->get() + request->size()), kSupply);
+    EXPECT_EQ(request->getErrorCheckingByte(), 4);
+    EXPECT_EQ(request->getHeaderSize(), 5);
+}
+
+TEST(NpaCommands, SupplyNeedsProtocolAndParser) {
+    RDCSupply supply;
+    RecordingParser parser;
+    auto protocol = protocolOver(new ScriptedConnection());
+    EXPECT_EQ(supply.Execute(nullptr, &parser), -1);
+    EXPECT_EQ(supply.Execute(protocol.get(), nullptr), -1);
+}
