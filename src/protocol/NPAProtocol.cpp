@@ -135,7 +135,7 @@ int NPAProtocol::processResponse(Data* packet, int echoIndex, unsigned int echoV
                 break;
             }
             if (!(i < -static_cast<long>(echoIndex))) {
-                logger.Log("No SOP byte found till end: %ld", i);
+                logger.Log("No SOP byte found till end: %d", static_cast<int>(i));
                 break;
             }
             ++i;
@@ -145,7 +145,7 @@ int NPAProtocol::processResponse(Data* packet, int echoIndex, unsigned int echoV
             return kStateReading;
         }
 
-        logger.Log("SOP byte found at index %ld", i);
+        logger.Log("SOP byte found at index %d", static_cast<int>(i));
         Response* builder = getResponseBuilder();
         if (builder != nullptr) {
             builder->addData(packetCounter_,

@@ -150,11 +150,3 @@ TEST(NpaCommands, SupplyLanguageIdGoesIntoByteEight) {
     EXPECT_EQ(request->getErrorCheckingByte(), 4);
     EXPECT_EQ(request->getHeaderSize(), 5);
 }
-
-TEST(NpaCommands, SupplyNeedsProtocolAndParser) {
-    RDCSupply supply;
-    RecordingParser parser;
-    auto protocol = protocolOver(new ScriptedConnection());
-    EXPECT_EQ(supply.Execute(nullptr, &parser), -1);
-    EXPECT_EQ(supply.Execute(protocol.get(), nullptr), -1);
-}

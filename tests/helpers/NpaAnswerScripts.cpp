@@ -5,6 +5,18 @@ namespace npa_script {
 
 Bytes rdcRequest() { return {0xA5, 0x00, 0x07, 0x50, 0xE0, 0x21, 0x01, 0x00, 0x00, 0x00}; }
 
+Data rdcRequestData() {
+    Bytes bytes = rdcRequest();
+    Data request(bytes.data(), static_cast<int>(bytes.size()));
+    request.setHeaderSize(5);
+    request.setErrorCheckingByte(4);
+    return request;
+}
+
+Bytes bytesOf(const Data& data) {
+    return data.get() ? Bytes(data.get(), data.get() + data.size()) : Bytes();
+}
+
 Bytes npaModeCommand() {
     return {0xA5, 0x00, 0x10, 0x80, 0xA4, 0x5B, 0xA4, 0x5B, 0x10, 0xEF,
             0xA4, 0x5B, 0x11, 0xEE, 0x00, 0xFF, 0x13, 0xEC, 0x2E};

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "core/Data.h"
+
 namespace npa_script {
 
 using Bytes = std::vector<unsigned char>;
@@ -16,6 +18,10 @@ constexpr unsigned char kRdcEcho = 0xE0;
 
 // The RDC request as the command builds it.
 Bytes rdcRequest();
+// The RDC request as a Data with its header size (5) and echo offset (4).
+Data rdcRequestData();
+// The bytes of |data|.
+Bytes bytesOf(const Data& data);
 // The 19-byte command that puts the printer into NPA mode.
 Bytes npaModeCommand();
 

@@ -12,18 +12,8 @@
 namespace {
 
 using npa_script::Bytes;
-
-Data rdcRequest() {
-    Bytes bytes = npa_script::rdcRequest();
-    Data request(bytes.data(), static_cast<int>(bytes.size()));
-    request.setHeaderSize(5);
-    request.setErrorCheckingByte(4);
-    return request;
-}
-
-Bytes bytesOf(const Data& data) {
-    return data.get() ? Bytes(data.get(), data.get() + data.size()) : Bytes();
-}
+using npa_script::bytesOf;
+using npa_script::rdcRequestData;
 
 std::unique_ptr<NPABiDiProtocol> protocolOver(ScriptedConnection* connection) {
     auto protocol = std::make_unique<NPABiDiProtocol>(connection);
@@ -51,7 +41,7 @@ TEST(NpaNetworkProtocol, PlaysEveryScriptedAnswerAndAcknowledgesEachDatagram) {
         SCOPED_TRACE(script.name);
         auto* connection = new ScriptedConnection(script.reads);
         auto protocol = protocolOver(connection);
-        Data request = rdcRequest();
+        Data request = rdcRequestData();
         Data answer;
 
         EXPECT_EQ(protocol->doRequest(&request, answer), script.expectedResult);
@@ -80,7 +70,7 @@ TEST(NpaNetworkProtocol, RequestHeaderCarriesTheTimeOfDayInMilliseconds) {
         {npa_script::datagram(0, npa_script::packet(0x00, {0x01})),
          npa_script::datagram(0, npa_script::packet(0x00, {0x02}))});
     auto protocol = protocolOver(connection);
-    Data request = rdcRequest();
+    Data request = rdcRequestData();
     Data answer;
     ASSERT_EQ(protocol->doRequest(&request, answer), 0);
     ASSERT_EQ(protocol->doRequest(&request, answer), 0);
@@ -115,7 +105,7 @@ TEST(NpaNetworkProtocol, ConnectionFailures) {
         connection->openResult = c.openResult;
         connection->writeResults = c.writeResults;
         auto protocol = protocolOver(connection);
-        Data request = rdcRequest();
+        Data request = rdcRequestData();
         Data answer;
 
         EXPECT_EQ(protocol->doRequest(&request, answer), c.expected);
@@ -147,7 +137,7 @@ TEST(NpaNetworkProtocol, EndlessAnswersStopAtTheAnswerLimit) {
         auto* connection = new ScriptedConnection();
         connection->endlessReads = c.datagram;
         auto protocol = protocolOver(connection);
-        Data request = rdcRequest();
+        Data request = rdcRequestData();
         Data answer;
 
         EXPECT_EQ(protocol->doRequest(&request, answer), c.expected);
