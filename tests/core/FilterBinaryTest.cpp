@@ -14,20 +14,20 @@
 #include <vector>
 
 namespace {
-namespace fs = std::filesystem;
+using Messages = std::vector<std::string>;
+const char kUri[] = "socket://192.0.2.1:9100";
 
 struct Invocation {
-    std::vector<std::string> args;         // after the program name
-    std::optional<std::string> deviceUri;  // DEVICE_URI, unset when empty
+    std::vector<std::string> args;  // after the program name
+    std::optional<std::string> deviceUri;
     std::string stdinText;
-    std::optional<std::string> marker;     // content of /tmp/startlog; no marker when empty
+    std::optional<std::string> marker;  // content of /tmp/startlog, none when empty
 };
 
 struct FilterRun {
     bool ran = false;
     int status = -1;
     std::string out, err, log, markerAfter;
-    std::string dir;
 };
 
 std::string quoted(const std::string& text) {
@@ -47,43 +47,33 @@ void writeFile(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
 }
 
-// A private mount and network namespace: the filter gets its own empty /tmp (so the
-// host's /tmp/startlog is never seen nor touched) and no network at all.
-bool privateNamespaceAvailable() {
-    static const bool available =
-        std::system("unshare --mount --net --propagation private "
-                    "sh -c 'mount -t tmpfs tmpfs /tmp' >/dev/null 2>&1") == 0;
+// A private mount and network namespace gives the filter its own empty /tmp, so the host's
+// /tmp/startlog is never seen nor touched, and no network, so nothing is sent anywhere.
+bool isolationAvailable() {
+    static const bool available = std::system(
+                                      "unshare --mount --net --propagation private "
+                                      "sh -c 'mount -t tmpfs tmpfs /tmp' 2>/dev/null") == 0;
     return available;
 }
 
-// Scratch files live under the build tree: the private /tmp hides the real one.
-class Scratch {
-public:
+// Scratch files live under the build tree, as the private /tmp hides the real one.
+struct Scratch {
+    std::string dir;
     Scratch() {
         std::string pattern = std::string(CFF_BINARY_DIR) + "/cff-filter-XXXXXX";
-        std::vector<char> buffer(pattern.begin(), pattern.end());
-        buffer.push_back('\0');
-        dir_ = mkdtemp(buffer.data()) ? buffer.data() : "";
+        dir = mkdtemp(pattern.data()) ? pattern : "";
     }
     ~Scratch() {
         std::error_code ignored;
-        fs::remove_all(dir_, ignored);
+        std::filesystem::remove_all(dir, ignored);
     }
-    const std::string& dir() const { return dir_; }
-    // A file in the scratch directory holding |text|; returns its path.
-    std::string file(const std::string& name, const std::string& text) const {
-        writeFile(dir_ + "/" + name, text);
-        return dir_ + "/" + name;
-    }
-
-private:
-    std::string dir_;
 };
 
 FilterRun runFilter(const Scratch& scratch, const Invocation& call, bool isolated) {
-    FilterRun run;
-    run.dir = scratch.dir();
-    const std::string& d = scratch.dir();
+    const std::string& d = scratch.dir;
+    for (const char* name : {"out", "err", "status", "CommandFileFilter", "marker.after"}) {
+        std::filesystem::remove(d + "/" + name);
+    }
     std::ostringstream script;
     if (isolated) {
         script << "mount -t tmpfs tmpfs /tmp || exit 99\n";
@@ -93,24 +83,22 @@ FilterRun runFilter(const Scratch& scratch, const Invocation& call, bool isolate
         }
     }
     writeFile(d + "/stdin", call.stdinText);
-    script << "env -i PATH=/usr/bin:/bin TMPDIR=" << quoted(d);
-    if (call.deviceUri) {
-        script << " DEVICE_URI=" << quoted(*call.deviceUri);
-    }
-    script << " " << quoted(CFF_FILTER_BINARY) << " \"$@\" <" << quoted(d + "/stdin") << " >"
-           << quoted(d + "/out") << " 2>" << quoted(d + "/err") << "\n";
-    script << "echo $? >" << quoted(d + "/status") << "\n";
+    script << "env -i PATH=/usr/bin:/bin TMPDIR=" << quoted(d)
+           << (call.deviceUri ? " DEVICE_URI=" + quoted(*call.deviceUri) : "") << " "
+           << quoted(CFF_FILTER_BINARY) << " \"$@\" <" << quoted(d + "/stdin") << " >"
+           << quoted(d + "/out") << " 2>" << quoted(d + "/err") << "\necho $? >"
+           << quoted(d + "/status") << "\n";
     if (isolated) {
-        script << "if [ -f /tmp/startlog ]; then cp /tmp/startlog " << quoted(d + "/marker.after")
-               << "; fi\n";
+        script << "[ -f /tmp/startlog ] && cp /tmp/startlog " << quoted(d + "/marker.after")
+               << "\n";
     }
-    const std::string scriptPath = scratch.file("run.sh", script.str());
+    writeFile(d + "/run.sh", script.str());
 
     std::vector<std::string> argv;
     if (isolated) {
         argv = {"unshare", "--mount", "--net", "--propagation", "private"};
     }
-    argv.insert(argv.end(), {"sh", scriptPath});
+    argv.insert(argv.end(), {"sh", d + "/run.sh"});
     argv.insert(argv.end(), call.args.begin(), call.args.end());
     std::vector<char*> pointers;
     for (std::string& arg : argv) {
@@ -118,6 +106,7 @@ FilterRun runFilter(const Scratch& scratch, const Invocation& call, bool isolate
     }
     pointers.push_back(nullptr);
 
+    FilterRun run;
     pid_t child = fork();
     if (child == 0) {
         execvp(pointers[0], pointers.data());
@@ -125,12 +114,11 @@ FilterRun runFilter(const Scratch& scratch, const Invocation& call, bool isolate
     }
     int waitStatus = 0;
     if (child < 0 || waitpid(child, &waitStatus, 0) != child || !WIFEXITED(waitStatus) ||
-        WEXITSTATUS(waitStatus) == 99) {
+        WEXITSTATUS(waitStatus) == 99 || readFile(d + "/status").empty()) {
         return run;
     }
-    std::string status = readFile(d + "/status");
-    run.ran = !status.empty();
-    run.status = run.ran ? std::stoi(status) : -1;
+    run.ran = true;
+    run.status = std::stoi(readFile(d + "/status"));
     run.out = readFile(d + "/out");
     run.err = readFile(d + "/err");
     run.log = readFile(d + "/CommandFileFilter");
@@ -138,10 +126,10 @@ FilterRun runFilter(const Scratch& scratch, const Invocation& call, bool isolate
     return run;
 }
 
-// The log lines with their time stamps checked and removed.
-std::vector<std::string> logLines(const std::string& log) {
+// The log lines, each checked for its time stamp, without it.
+Messages logLines(const std::string& log) {
     static const std::regex stamp(R"(^\[\d\d:\d\d:\d\d:\d\d\d\])");
-    std::vector<std::string> lines;
+    Messages lines;
     std::istringstream in(log);
     for (std::string line; std::getline(in, line);) {
         EXPECT_TRUE(std::regex_search(line, stamp)) << line;
@@ -151,8 +139,8 @@ std::vector<std::string> logLines(const std::string& log) {
 }
 
 // The messages that main() itself logged: one level deep, not an entry or exit line.
-std::vector<std::string> mainMessages(const std::string& log) {
-    std::vector<std::string> messages;
+Messages mainMessages(const std::string& log) {
+    Messages messages;
     for (const std::string& line : logLines(log)) {
         if (line.size() > 1 && line[0] == ' ' && line[1] != ' ' && line[1] != '<') {
             messages.push_back(line.substr(1));
@@ -161,36 +149,29 @@ std::vector<std::string> mainMessages(const std::string& log) {
     return messages;
 }
 
-using Messages = std::vector<std::string>;
-const char kUnreachableUri[] = "socket://192.0.2.1:9100";
+std::vector<std::string> jobArgs(std::vector<std::string> rest) {
+    std::vector<std::string> args = {"42", "alice", "maintenance", "1", ""};
+    args.insert(args.end(), rest.begin(), rest.end());
+    return args;
+}
 }  // namespace
 
 TEST(FilterBinary, ExitsZeroWithNothingOnStdoutOrStderr) {
-    const bool isolated = privateNamespaceAvailable();
+    const bool isolated = isolationAvailable();
     if (!isolated && access("/tmp/startlog", F_OK) == 0) {
-        GTEST_SKIP() << "/tmp/startlog exists on this host, so the filter would log to stderr, "
-                        "and no private namespace is permitted to hide it";
+        GTEST_SKIP() << "/tmp/startlog exists on this host and no private namespace is "
+                        "permitted to hide it, so the filter would log to stderr";
     }
     Scratch scratch;
-    const std::string both = scratch.file("both", "ReportLevels\nAutoConfigure\n");
-    const std::string upper = scratch.file("upper", "REPORTLEVELS\n");
-    const std::string unknown = scratch.file("unknown", "Bogus\nAutoConfigure\n");
-    const std::string empty = scratch.file("empty", "");
-    const std::string job[] = {"42", "alice", "maintenance", "1", ""};
-    auto filterArgs = [&](std::vector<std::string> extra) {
-        std::vector<std::string> args(std::begin(job), std::end(job));
-        args.insert(args.end(), extra.begin(), extra.end());
-        return args;
-    };
+    const std::string both = scratch.dir + "/both";
+    const std::string unknown = scratch.dir + "/unknown";
+    writeFile(both, "ReportLevels\nAutoConfigure\n");
+    writeFile(unknown, "Bogus\nAutoConfigure\n");
     const std::vector<Invocation> calls = {
-        {filterArgs({both}), kUnreachableUri, "", std::nullopt},
-        {filterArgs({upper}), std::nullopt, "", std::nullopt},
-        {filterArgs({unknown}), kUnreachableUri, "", std::nullopt},
-        {filterArgs({empty}), kUnreachableUri, "", std::nullopt},
-        {filterArgs({scratch.dir() + "/no-such-file"}), kUnreachableUri, "", std::nullopt},
-        {filterArgs({}), kUnreachableUri, "autoconfigure\n", std::nullopt},
-        {filterArgs({both, "extra"}), std::nullopt, "PrintSelfTestPage\n", std::nullopt},
-        {{}, std::nullopt, "", std::nullopt},
+        {jobArgs({both}), kUri, "", std::nullopt},
+        {jobArgs({unknown}), std::nullopt, "", std::nullopt},
+        {jobArgs({scratch.dir + "/no-such-file"}), kUri, "", std::nullopt},
+        {{}, kUri, "autoconfigure\nREPORTLEVELS\n", std::nullopt},
     };
     for (size_t i = 0; i < calls.size(); ++i) {
         FilterRun run = runFilter(scratch, calls[i], isolated);
@@ -201,87 +182,104 @@ TEST(FilterBinary, ExitsZeroWithNothingOnStdoutOrStderr) {
     }
 }
 
-TEST(FilterBinary, WithTheMarkerTracesTheRunIntoTmpDirAndRecordsItInTheMarker) {
-    if (!privateNamespaceAvailable()) {
-        GTEST_SKIP() << "no private mount namespace permitted; the real /tmp/startlog is "
-                        "never used by the tests";
+TEST(FilterBinary, LogUnderTmpDirShowsWhichCommandsRanAndWhereReadingStopped) {
+    if (!isolationAvailable()) {
+        GTEST_SKIP() << "no private mount namespace permitted; the tests never use the "
+                        "host's /tmp/startlog";
     }
     Scratch scratch;
-    const std::string commands = scratch.file(
-        "commands", "# maintenance\nreportLEVELS\n\nPrintSelfTestPage\nautoconfigure now\n");
-    FilterRun run = runFilter(
-        scratch, {{"1", "u", "t", "1", "", commands}, kUnreachableUri, "", std::string()}, true);
-    ASSERT_TRUE(run.ran);
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, "");
-    const std::string logPath = scratch.dir() + "/CommandFileFilter";
-    EXPECT_EQ(run.err, "CommandFileFilter Logfile Path : " + logPath + "\n");
-    EXPECT_EQ(run.markerAfter, "CommandFileFilter=" + logPath);
-
-    std::vector<std::string> lines = logLines(run.log);
-    ASSERT_GE(lines.size(), 2u);
-    EXPECT_EQ(lines.front(), "<+CommandFileFilter:main()+>");
-    EXPECT_EQ(lines.back(), "<-CommandFileFilter:main()>");
-    EXPECT_NE(run.log.find(" <+CommandFileFilter:getDevURI()+>\n"), std::string::npos);
-    EXPECT_NE(run.log.find("  Device URI=socket://192.0.2.1:9100\n"), std::string::npos);
-    EXPECT_EQ(mainMessages(run.log),
-              (Messages{"Command =ReportLevels", "Command =AutoConfigure",
-                        "CommandFileFilter : cupsFileClose", "Return Value from process() =0"}));
-}
-
-TEST(FilterBinary, LogShowsWhichCommandsRanAndWhereReadingStopped) {
-    if (!privateNamespaceAvailable()) {
-        GTEST_SKIP() << "no private mount namespace permitted; the real /tmp/startlog is "
-                        "never used by the tests";
-    }
-    Scratch scratch;
+    const std::string path = scratch.dir + "/commands";
+    const std::string logPath = scratch.dir + "/CommandFileFilter";
     const std::string closed = "CommandFileFilter : cupsFileClose";
     struct Case {
         std::string name;
-        std::string fileText;  // the seventh argument's content; "" with |useStdin|
-        bool fileExists;
-        int argCount;          // 6, 7 or 8 arguments after the program name is 5, 6 or 7
+        std::optional<std::string> fileText;  // none: the file does not exist
+        std::vector<std::string> args;
         std::string stdinText;
-        std::optional<std::string> marker;
+        std::optional<std::string> uri;
+        std::string marker;
         Messages expected;
     };
     const std::vector<Case> cases = {
-        {"unknown word ends the run", "AutoConfigure\nBogus\nAutoConfigure\n", true, 6, "", "",
+        {"any case, comments, self test ignored",
+         "# maintenance\nreportLEVELS\n\nPrintSelfTestPage\nautoconfigure now\n",
+         jobArgs({path}),
+         "",
+         kUri,
+         "",
+         {"Command =ReportLevels", "Command =AutoConfigure", closed,
+          "Return Value from process() =0"}},
+        {"unknown word ends the run",
+         "AutoConfigure\nBogus\nAutoConfigure\n",
+         jobArgs({path}),
+         "",
+         std::nullopt,
+         "",
          {"Command =AutoConfigure", "Unknown printer Command =Bogus"}},
-        {"no DEVICE_URI", "ReportLevels\n", true, 6, "", "",
+        {"no DEVICE_URI",
+         "ReportLevels\n",
+         jobArgs({path}),
+         "",
+         std::nullopt,
+         "",
          {"Command =ReportLevels", closed, "Return Value from process() =-1"}},
-        {"empty file", "", true, 6, "", "", {closed, "Return Value from process() =0"}},
-        {"comments only", "# nothing\n\n", true, 6, "", "", {closed, "Return Value from process() =0"}},
-        {"missing file", "", false, 6, "", "", {"ERROR = Unable to open command file"}},
-        {"six arguments read stdin", "", true, 5, "AutoConfigure\n", "",
+        {"empty file",
+         "",
+         jobArgs({path}),
+         "",
+         kUri,
+         "",
+         {closed, "Return Value from process() =0"}},
+        {"missing file",
+         std::nullopt,
+         jobArgs({path}),
+         "",
+         kUri,
+         "",
+         {"ERROR = Unable to open command file"}},
+        {"six arguments read stdin",
+         "ReportLevels\n",
+         jobArgs({}),
+         "AutoConfigure\n",
+         std::nullopt,
+         "",
          {"Command =AutoConfigure", closed, "Return Value from process() =-1"}},
-        {"eight arguments read stdin", "ReportLevels\n", true, 7, "AUTOCONFIGURE\n", "",
+        {"eight arguments read stdin",
+         "ReportLevels\n",
+         jobArgs({path, "surplus"}),
+         "AUTOCONFIGURE\n",
+         std::nullopt,
+         "",
          {"Command =AutoConfigure", closed, "Return Value from process() =-1"}},
-        {"marker already names the module", "", true, 6, "", "CommandFileFilter=/elsewhere\n",
+        {"marker already names the module",
+         "",
+         jobArgs({path}),
+         "",
+         kUri,
+         "CommandFileFilter=/elsewhere\n",
          {closed, "Return Value from process() =0"}},
     };
     for (const Case& c : cases) {
-        std::vector<std::string> args = {"7", "bob", "job", "1", ""};
-        const std::string path = scratch.dir() + "/commands";
-        std::error_code ignored;
-        fs::remove(path, ignored);
-        fs::remove(scratch.dir() + "/CommandFileFilter", ignored);
-        if (c.fileExists) {
-            writeFile(path, c.fileText);
+        std::filesystem::remove(path);
+        if (c.fileText) {
+            writeFile(path, *c.fileText);
         }
-        if (c.argCount >= 6) {
-            args.push_back(path);
-        }
-        if (c.argCount == 7) {
-            args.push_back("surplus");
-        }
-        FilterRun run = runFilter(scratch, {args, std::nullopt, c.stdinText, c.marker}, true);
+        FilterRun run = runFilter(scratch, {c.args, c.uri, c.stdinText, c.marker}, true);
         ASSERT_TRUE(run.ran) << c.name;
         EXPECT_EQ(run.status, 0) << c.name;
+        EXPECT_EQ(run.out, "") << c.name;
+        EXPECT_EQ(run.err, "CommandFileFilter Logfile Path : " + logPath + "\n") << c.name;
+        EXPECT_EQ(run.markerAfter, c.marker.empty() ? "CommandFileFilter=" + logPath : c.marker)
+            << c.name;
+        Messages lines = logLines(run.log);
+        ASSERT_GE(lines.size(), 2u) << c.name;
+        EXPECT_EQ(lines.front(), "<+CommandFileFilter:main()+>") << c.name;
+        EXPECT_EQ(lines.back(), "<-CommandFileFilter:main()>") << c.name;
         EXPECT_EQ(mainMessages(run.log), c.expected) << c.name;
-        const std::string expectedMarker =
-            c.marker->empty() ? "CommandFileFilter=" + scratch.dir() + "/CommandFileFilter"
-                              : *c.marker;
-        EXPECT_EQ(run.markerAfter, expectedMarker) << c.name;
+        if (c.expected.size() > 2) {
+            EXPECT_NE(run.log.find(" <+CommandFileFilter:getDevURI()+>\n"), std::string::npos);
+            EXPECT_NE(run.log.find("  Device URI=" + c.uri.value_or("") + "\n"), std::string::npos)
+                << c.name;
+        }
     }
 }
