@@ -1,0 +1,60 @@
+// OutputCapture: collects what the test process itself writes to a standard descriptor.
+#pragma once
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <iostream>
+#include <string>
+
+class OutputCapture {
+public:
+    // Sends |fd| (1 or 2) into an unlinked temporary file until text() or destruction.
+    explicit OutputCapture(int fd) : fd_(fd) {
+        char path[] = "/tmp/cff-capture-XXXXXX";
+        file_ = mkstemp(path);
+        if (file_ >= 0) {
+            unlink(path);
+            flushAll();
+            saved_ = dup(fd_);
+            dup2(file_, fd_);
+        }
+    }
+    ~OutputCapture() {
+        text();
+        if (file_ >= 0) {
+            close(file_);
+        }
+    }
+    OutputCapture(const OutputCapture&) = delete;
+    OutputCapture& operator=(const OutputCapture&) = delete;
+
+    // Restores the descriptor and returns everything written to it so far.
+    std::string text() {
+        if (saved_ >= 0) {
+            flushAll();
+            dup2(saved_, fd_);
+            close(saved_);
+            saved_ = -1;
+        }
+        std::string collected;
+        char buffer[4096];
+        ssize_t got;
+        while (file_ >= 0 && (got = pread(file_, buffer, sizeof buffer, collected.size())) > 0) {
+            collected.append(buffer, static_cast<size_t>(got));
+        }
+        return collected;
+    }
+
+private:
+    static void flushAll() {
+        std::cout.flush();
+        std::cerr.flush();
+        std::fflush(nullptr);
+    }
+
+    int fd_;
+    int saved_ = -1;
+    int file_ = -1;
+};
