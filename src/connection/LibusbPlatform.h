@@ -22,7 +22,7 @@ public:
                      std::vector<std::unique_ptr<UsbDeviceEntry>>& entries) override;
 
     // Why libusb could not be set up, or "" when it was (or has not been tried yet).
-    const std::string& setupError() const { return setupError_; }
+    std::string setupError() const override { return setupError_; }
 
     // The platform status for a libusb error code.
     static int statusFromLibusb(int error);

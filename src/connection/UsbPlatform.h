@@ -109,4 +109,6 @@ public:
     // Registry entries of the devices with these ids.
     virtual int matchDevices(int vendorId, int productId,
                              std::vector<std::unique_ptr<UsbDeviceEntry>>& entries) = 0;
+    // Why USB access could not be set up (after kUsbNotAvailable), or "".
+    virtual std::string setupError() const { return ""; }
 };
