@@ -118,96 +118,85 @@ TEST(QueryToolCheck, FindsThePrinterOrSaysWhyNot) {
 }
 
 // Stand-ins for the request pieces, recording what the tool does with them.
-struct Recorder {
-    std::vector<std::string> events;
-    double connectionTimeout = 0.0;
-    int writeResult = 0;
-    int executeResult = 0;
-};
-Recorder* recorder = nullptr;
+std::vector<std::string> events;
+double connectionTimeout = 0.0;
+int writeResult = 0;
+int executeResult = 0;
 
-class FakeConnection : public Connection {
-public:
-    ~FakeConnection() override { recorder->connectionTimeout = getTimeoutVal(); }
+struct FakeConnection : Connection {
+    ~FakeConnection() override { connectionTimeout = getTimeoutVal(); }
     int doOpen() override { return 0; }
     int doClose() override { return -1; }
     int doWrite(Data*) override { return 0; }
     int doRead(Data&) override { return 0; }
 };
 
-class FakeProtocol : public Protocol {
-public:
+struct FakeProtocol : Protocol {
     FakeProtocol() : Protocol(new FakeConnection) {}
-    ~FakeProtocol() override { recorder->events.push_back("delete protocol"); }
+    ~FakeProtocol() override { events.push_back("delete protocol"); }
     int doRequest(Data*, Data&) override { return 0; }
 };
 
-class FakeParser : public Parser {
-public:
-    ~FakeParser() override { recorder->events.push_back("delete parser"); }
+struct FakeParser : Parser {
+    ~FakeParser() override { events.push_back("delete parser"); }
     int parseData(Data*, CommandID) override { return 0; }
-    int getSupplyInfo(std::list<supplyInfo_*>&) override { return kParserStatusNotAvailable; }
-    int getTrays(std::map<int, std::string>&) override { return kParserStatusNotAvailable; }
-    int getBins(std::map<int, std::string>&) override { return kParserStatusNotAvailable; }
-    int getDuplex(int&) override { return kParserStatusNotAvailable; }
-    int getFLash(int&) override { return kParserStatusNotAvailable; }
-    int getFinishers(std::map<int, std::string>&) override { return kParserStatusNotAvailable; }
-    int getSNMPCodePage(int&) override { return kParserStatusNotAvailable; }
-    int getManualFeeder(int&) override { return kParserStatusNotAvailable; }
+    int getSupplyInfo(std::list<supplyInfo_*>&) override { return 14; }
+    int getTrays(std::map<int, std::string>&) override { return 14; }
+    int getBins(std::map<int, std::string>&) override { return 14; }
+    int getDuplex(int&) override { return 14; }
+    int getFLash(int&) override { return 14; }
+    int getFinishers(std::map<int, std::string>&) override { return 14; }
+    int getSNMPCodePage(int&) override { return 14; }
+    int getManualFeeder(int&) override { return 14; }
 };
 
-class FakeCommand : public DevCommand {
-public:
-    explicit FakeCommand(CommandID id) : DevCommand(id, 0) {}
-    ~FakeCommand() override { recorder->events.push_back("delete command"); }
+struct FakeCommand : DevCommand {
+    FakeCommand() : DevCommand(CMD_CONFIGURATION, 0) {}
+    ~FakeCommand() override { events.push_back("delete command"); }
     int Execute(Protocol* protocol, Parser* parser) override {
-        recorder->events.push_back(protocol && parser ? "execute" : "execute without pieces");
-        return recorder->executeResult;
+        events.push_back(protocol && parser ? "execute" : "execute without pieces");
+        return executeResult;
     }
 };
 
-class FakeWriter : public IWriter {
-public:
-    ~FakeWriter() override { recorder->events.push_back("delete writer"); }
-    int writeData(RequestType type, Parser*) override {
-        // As the real writer does: one line on standard error.
-        std::fprintf(stderr, "%s*OptionTray1=True \n", type == REQ_SUPPLY_LEVELS ? "ATTR: " : "PPD: ");
+struct FakeWriter : IWriter {
+    ~FakeWriter() override { events.push_back("delete writer"); }
+    int writeData(RequestType, Parser*) override {
+        std::fprintf(stderr, "PPD: *OptionTray1=True \n");  // as the real writer does
         std::fflush(stderr);
-        return recorder->writeResult;
+        return writeResult;
     }
 };
 
 class QueryToolRequest : public testing::Test {
 protected:
     void SetUp() override {
-        recorder = &record;
+        events.clear();
+        writeResult = executeResult = 0;
         pipeline.createProtocol = [this](RequestType, ExecutionType execution, std::string uri) -> Protocol* {
-            record.events.push_back("protocol " + std::to_string(execution) + " " + uri);
+            events.push_back("protocol " + std::to_string(execution) + " " + uri);
             return noProtocol ? nullptr : new FakeProtocol;
         };
         pipeline.createWriter = [](std::string path) -> IWriter* {
-            recorder->events.push_back("writer \"" + path + "\"");
+            events.push_back("writer \"" + path + "\"");
             return new FakeWriter;
         };
         pipeline.createParser = [](ProtocolType) -> Parser* { return new FakeParser; };
         pipeline.getCommands = [](RequestType, ProtocolType) {
-            return std::list<DevCommand*>{new FakeCommand(CMD_CONFIGURATION), nullptr,
-                                          new FakeCommand(CMD_ROC)};
+            return std::list<DevCommand*>{new FakeCommand, nullptr, new FakeCommand};
         };
         options.uri = kUri;
     }
-    void TearDown() override { recorder = nullptr; }
 
-    Recorder record;
     QueryPipeline pipeline;
     QueryOptions options;
     bool noProtocol = false;
+    std::string message;
 };
 
 TEST_F(QueryToolRequest, RunsEveryCommandDirectlyAndPrintsTheLineOnStandardOutput) {
     options.timeoutGiven = true;
     options.timeout = 0.3;
-    std::string message;
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     int result = QueryTool::runRequest(options, pipeline, message);
@@ -217,28 +206,25 @@ TEST_F(QueryToolRequest, RunsEveryCommandDirectlyAndPrintsTheLineOnStandardOutpu
     EXPECT_EQ(result, kQueryExitSuccess) << message;
     EXPECT_EQ(out, "PPD: *OptionTray1=True \n");
     EXPECT_EQ(err, "");
-    EXPECT_DOUBLE_EQ(record.connectionTimeout, 0.3);
-    EXPECT_THAT(record.events,
-                testing::ElementsAre(std::string("protocol 1 ") + kUri, "writer \"\"", "execute", "execute",
-                                     "delete command", "delete command", "delete parser",
-                                     "delete protocol", "delete writer"));
+    EXPECT_DOUBLE_EQ(connectionTimeout, 0.3);
+    EXPECT_THAT(events, testing::ElementsAre(std::string("protocol 1 ") + kUri, "writer \"\"", "execute",
+                                             "execute", "delete command", "delete command", "delete parser",
+                                             "delete protocol", "delete writer"));
 }
 
 TEST_F(QueryToolRequest, ReportsWhyNothingCameOut) {
-    std::string message;
     noProtocol = true;
     EXPECT_EQ(QueryTool::runRequest(options, pipeline, message), kQueryExitRequestFailed);
     EXPECT_THAT(message, HasSubstr("no device dialogue"));
-    EXPECT_EQ(record.events.back(), "delete writer");
+    EXPECT_EQ(events.back(), "delete writer");
 
     noProtocol = false;
-    record.writeResult = -1;
-    record.executeResult = -1;
+    writeResult = executeResult = -1;
     testing::internal::CaptureStdout();
     EXPECT_EQ(QueryTool::runRequest(options, pipeline, message), kQueryExitRequestFailed);
     testing::internal::GetCapturedStdout();
     EXPECT_THAT(message, HasSubstr("did not answer"));
-    EXPECT_DOUBLE_EQ(record.connectionTimeout, 5.0);  // left alone without --timeout
+    EXPECT_DOUBLE_EQ(connectionTimeout, 5.0);  // left alone without --timeout
 }
 
 // Runs the built tool with |arguments|; its exit status, standard error and run time.

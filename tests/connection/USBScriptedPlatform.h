@@ -31,15 +31,13 @@ struct ScriptedDevice {
 };
 
 struct ScriptedRead {
-    int status = kUsbSuccess;
+    int status;
     std::vector<unsigned char> bytes;
 };
 
 struct RecordedRead {
     int pipeRef;
-    uint32_t size;
-    uint32_t noDataTimeout;
-    uint32_t completionTimeout;
+    uint32_t size, noDataTimeout, completionTimeout;
 };
 
 class USBScriptedPlatform : public UsbPlatform {
@@ -48,9 +46,9 @@ public:
     int listStatus = kUsbSuccess;
     int matchStatus = kUsbSuccess;
     int writeStatus = kUsbSuccess;
-    std::deque<ScriptedRead> reads;  // answers of the next reads; empty: time-out
+    std::deque<ScriptedRead> reads;  // answers of the next reads; none left: time-out
 
-    // What happened, in order: "open 7/1", "close 7/1", "release 255/0", "stall 2", ...
+    // What happened, in order: "open 7/1", "close 7/1", "release 255/0", "clear stall 2".
     std::vector<std::string> events;
     int listCalls = 0;
     std::vector<std::pair<int, std::vector<unsigned char>>> writes;
@@ -59,157 +57,112 @@ public:
     int listDevices(std::vector<UsbDeviceProperties>& out) override {
         ++listCalls;
         out.clear();
-        if (listStatus != kUsbSuccess) {
-            return listStatus;
-        }
         for (const ScriptedDevice& device : devices) {
             out.push_back(device.properties);
         }
-        return kUsbSuccess;
+        return listStatus;
     }
 
     int matchDevices(int vendorId, int productId,
                      std::vector<std::unique_ptr<UsbDeviceEntry>>& entries) override {
-        if (matchStatus != kUsbSuccess) {
-            return matchStatus;
-        }
-        for (ScriptedDevice& device : devices) {
-            if (device.properties.vendorId == vendorId && device.properties.productId == productId) {
-                entries.push_back(std::make_unique<Entry>(this, &device));
+        for (ScriptedDevice& d : devices) {
+            if (matchStatus == kUsbSuccess && d.properties.vendorId == vendorId &&
+                d.properties.productId == productId) {
+                entries.push_back(std::make_unique<Entry>(this, &d));
             }
         }
-        return kUsbSuccess;
+        return matchStatus;
     }
 
 private:
-    static std::string name(const ScriptedInterface& s) {
-        return std::to_string(s.interfaceClass) + "/" + std::to_string(s.interfaceSubClass);
-    }
-
     class Interface : public UsbInterface {
     public:
-        Interface(USBScriptedPlatform* platform, const ScriptedInterface* script)
-            : platform_(platform), script_(script) {}
-        ~Interface() override { platform_->events.push_back("release " + name(*script_)); }
-
-        int getInterfaceClass(uint8_t& c) override {
-            c = script_->interfaceClass;
-            return kUsbSuccess;
-        }
-        int getInterfaceSubClass(uint8_t& c) override {
-            c = script_->interfaceSubClass;
-            return kUsbSuccess;
-        }
-        int open() override {
-            platform_->events.push_back("open " + name(*script_));
-            return script_->openStatus;
-        }
-        int close() override {
-            platform_->events.push_back("close " + name(*script_));
-            return kUsbSuccess;
-        }
-        int getNumEndpoints(uint8_t& count) override {
-            count = static_cast<uint8_t>(script_->pipes.size());
-            return kUsbSuccess;
-        }
-        int getPipeProperties(uint8_t pipeRef, UsbPipeProperties& properties) override {
-            if (pipeRef < 1 || pipeRef > script_->pipes.size() || script_->failingPipes.count(pipeRef)) {
+        Interface(USBScriptedPlatform* p, const ScriptedInterface* s)
+            : p_(p), s_(s), name_(std::to_string(s->interfaceClass) + "/" + std::to_string(s->interfaceSubClass)) {}
+        ~Interface() override { p_->events.push_back("release " + name_); }
+        int getInterfaceClass(uint8_t& c) override { return c = s_->interfaceClass, kUsbSuccess; }
+        int getInterfaceSubClass(uint8_t& c) override { return c = s_->interfaceSubClass, kUsbSuccess; }
+        int open() override { return p_->events.push_back("open " + name_), s_->openStatus; }
+        int close() override { return p_->events.push_back("close " + name_), kUsbSuccess; }
+        int getNumEndpoints(uint8_t& n) override { return n = static_cast<uint8_t>(s_->pipes.size()), kUsbSuccess; }
+        int getPipeProperties(uint8_t ref, UsbPipeProperties& properties) override {
+            if (ref < 1 || ref > s_->pipes.size() || s_->failingPipes.count(ref)) {
                 return kUsbError;
             }
-            properties = script_->pipes[pipeRef - 1];
+            properties = s_->pipes[ref - 1];
             return kUsbSuccess;
         }
-        int writePipe(uint8_t pipeRef, const unsigned char* bytes, uint32_t size) override {
-            platform_->writes.emplace_back(pipeRef, std::vector<unsigned char>(bytes, bytes + size));
-            return platform_->writeStatus;
+        int writePipe(uint8_t ref, const unsigned char* bytes, uint32_t size) override {
+            p_->writes.emplace_back(ref, std::vector<unsigned char>(bytes, bytes + size));
+            return p_->writeStatus;
         }
-        int readPipe(uint8_t pipeRef, unsigned char* buffer, uint32_t& size, uint32_t noDataTimeout,
-                     uint32_t completionTimeout) override {
-            platform_->readCalls.push_back({pipeRef, size, noDataTimeout, completionTimeout});
-            if (platform_->reads.empty()) {
-                size = 0;
-                return kIOUSBTransactionTimeout;
+        int readPipe(uint8_t ref, unsigned char* buffer, uint32_t& size, uint32_t noData,
+                     uint32_t completion) override {
+            p_->readCalls.push_back({ref, size, noData, completion});
+            ScriptedRead read{kIOUSBTransactionTimeout, {}};
+            if (!p_->reads.empty()) {
+                read = p_->reads.front();
+                p_->reads.pop_front();
             }
-            ScriptedRead read = platform_->reads.front();
-            platform_->reads.pop_front();
             size = static_cast<uint32_t>(std::min<size_t>(size, read.bytes.size()));
-            if (size > 0) {
-                std::memcpy(buffer, read.bytes.data(), size);
-            }
+            std::copy(read.bytes.begin(), read.bytes.begin() + size, buffer);
             return read.status;
         }
-        int clearPipeStall(uint8_t pipeRef) override {
-            platform_->events.push_back("clear stall " + std::to_string(pipeRef));
-            return kUsbSuccess;
+        int clearPipeStall(uint8_t ref) override {
+            return p_->events.push_back("clear stall " + std::to_string(ref)), kUsbSuccess;
         }
 
     private:
-        USBScriptedPlatform* platform_;
-        const ScriptedInterface* script_;
+        USBScriptedPlatform* p_;
+        const ScriptedInterface* s_;
+        std::string name_;
     };
 
-    class PlugIn : public UsbInterfacePlugIn {
-    public:
-        PlugIn(USBScriptedPlatform* platform, const ScriptedInterface* script)
-            : platform_(platform), script_(script) {}
+    struct PlugIn : UsbInterfacePlugIn {
+        PlugIn(USBScriptedPlatform* p, const ScriptedInterface* s) : p_(p), s_(s) {}
         int queryInterface(std::unique_ptr<UsbInterface>& out) override {
-            if (script_->queryStatus == kUsbSuccess && script_->givesObject) {
-                out = std::make_unique<Interface>(platform_, script_);
+            if (s_->queryStatus == kUsbSuccess && s_->givesObject) {
+                out = std::make_unique<Interface>(p_, s_);
             }
-            return script_->queryStatus;
+            return s_->queryStatus;
         }
-
-    private:
-        USBScriptedPlatform* platform_;
-        const ScriptedInterface* script_;
+        USBScriptedPlatform* p_;
+        const ScriptedInterface* s_;
     };
 
-    class Device : public UsbDevice {
-    public:
-        Device(USBScriptedPlatform* platform, const ScriptedDevice* script)
-            : platform_(platform), script_(script) {}
-        int getInterfaceCount() override { return static_cast<int>(script_->interfaces.size()); }
+    struct Device : UsbDevice {
+        Device(USBScriptedPlatform* p, const ScriptedDevice* s) : p_(p), s_(s) {}
+        int getInterfaceCount() override { return static_cast<int>(s_->interfaces.size()); }
         int createInterfacePlugIn(int index, std::unique_ptr<UsbInterfacePlugIn>& out) override {
-            const ScriptedInterface& s = script_->interfaces.at(static_cast<size_t>(index));
-            if (s.plugInStatus == kUsbSuccess && s.givesPlugIn) {
-                out = std::make_unique<PlugIn>(platform_, &s);
+            const ScriptedInterface& i = s_->interfaces.at(static_cast<size_t>(index));
+            if (i.plugInStatus == kUsbSuccess && i.givesPlugIn) {
+                out = std::make_unique<PlugIn>(p_, &i);
             }
-            return s.plugInStatus;
+            return i.plugInStatus;
         }
-
-    private:
-        USBScriptedPlatform* platform_;
-        const ScriptedDevice* script_;
+        USBScriptedPlatform* p_;
+        const ScriptedDevice* s_;
     };
 
-    class Entry : public UsbDeviceEntry {
-    public:
-        Entry(USBScriptedPlatform* platform, const ScriptedDevice* script)
-            : platform_(platform), script_(script) {}
+    struct Entry : UsbDeviceEntry {
+        Entry(USBScriptedPlatform* p, const ScriptedDevice* s) : p_(p), s_(s) {}
         int openDevice(std::unique_ptr<UsbDevice>& out) override {
-            if (script_->openStatus == kUsbSuccess && script_->givesDevice) {
-                out = std::make_unique<Device>(platform_, script_);
+            if (s_->openStatus == kUsbSuccess && s_->givesDevice) {
+                out = std::make_unique<Device>(p_, s_);
             }
-            return script_->openStatus;
+            return s_->openStatus;
         }
-
-    private:
-        USBScriptedPlatform* platform_;
-        const ScriptedDevice* script_;
+        USBScriptedPlatform* p_;
+        const ScriptedDevice* s_;
     };
 };
 
-// A registered printer as most tests want it: one print interface with a bulk-out and a bulk-in pipe.
+// A printer with one print interface that has a bulk-out pipe (1) and a bulk-in pipe (2).
 inline ScriptedDevice scriptedPrinter(std::string productName, std::string serial, int vid = 0x1234,
                                       int pid = 0x5678) {
     ScriptedDevice device;
-    device.properties.hasProductName = true;
-    device.properties.productName = std::move(productName);
-    device.properties.hasSerialNumber = true;
-    device.properties.serialNumber = std::move(serial);
-    device.properties.vendorId = vid;
-    device.properties.productId = pid;
-    device.properties.hasPrinterInterface = true;
+    device.properties = {true, std::move(productName), true, std::move(serial), vid, pid, true,
+                         kUsbSuccess, "/dev/bus/usb/001/004"};
     ScriptedInterface print;
     print.pipes = {{kUsbDirectionOut, 1, kUsbTransferBulk, 512, 0},
                    {kUsbDirectionIn, 2, kUsbTransferBulk, 512, 0}};
