@@ -333,7 +333,8 @@ int USBConnection::doRead(Data& answer) {
         uint32_t size = kReadBufferSize;
         // The factor is 100, not 1000: the default 5.0 s gives a 500 ms wait. Intended: the
         // protocol ends a multi-packet answer when this short wait runs out.
-        uint32_t completionTimeout = static_cast<uint32_t>(static_cast<int>(getTimeoutVal() * 100.0));
+        uint32_t completionTimeout =
+            static_cast<uint32_t>(std::max(0, static_cast<int>(getTimeoutVal() * 100.0)));
         lastStatus_ = interface_->readPipe(readPipe_, buffer, size, kNoDataTimeoutMs, completionTimeout);
         if (lastStatus_ == kIOUSBPipeStalled) {
             logger.Log("Read Data Error = %s", "kIOUSBPipeStalled");
