@@ -30,7 +30,7 @@ expect_file /usr/share/doc/commandfilefilter/copyright 644
 expect_gzip /usr/share/doc/commandfilefilter/changelog.Debian.gz
 expect_gzip /usr/share/man/man8/commandfilefilter.8.gz
 if [ "$have_cffquery" = 1 ]; then
-  expect_file /usr/sbin/cffquery 755
+  expect_file /usr/bin/cffquery 755
   expect_gzip /usr/share/man/man8/cffquery.8.gz
 fi
 if [ "$have_cffsim" = 1 ]; then
