@@ -1,0 +1,85 @@
+# Starts a throw-away cupsd on a loopback port, for tests and for trying the operator's guide.
+# Source it, then call:  cff_cupsd_start DIR FILTER  (FILTER is installed as the filter
+# "commandfilefilter"), use $CFF_CUPS_HOST with lp, lpadmin, lpoptions, lpstat and ipptool,
+# and cff_cupsd_stop when done.  Needs root: cupsd drops to user lp for filters.
+
+cff_cupsd_start() {
+  local dir=$1 filter=$2 f
+  CFF_CUPS_DIR=$dir
+  mkdir -p "$dir"/{etc/ppd,bin/filter,bin/backend,spool/tmp,cache,state,log}
+  for f in daemon cgi-bin notifier monitor driver; do
+    [ -e /usr/lib/cups/$f ] && ln -sfn /usr/lib/cups/$f "$dir/bin/$f"
+  done
+  for f in /usr/lib/cups/filter/* /usr/lib/cups/backend/*; do
+    ln -sfn "$f" "$dir/bin/${f#/usr/lib/cups/}"
+  done
+  install -m 0755 "$filter" "$dir/bin/filter/commandfilefilter"
+  # cupsd refuses filters below a directory that others can write to.
+  chmod 0755 "$dir" "$dir"/bin "$dir"/bin/filter "$dir"/bin/backend
+  chmod 0711 "$dir"/spool
+  chown root:lp "$dir"/spool "$dir"/spool/tmp
+  chmod 01770 "$dir"/spool/tmp
+
+  # An unused port in the unprivileged range, picked from the process id.
+  CFF_CUPS_PORT=$(( 20000 + $$ % 20000 ))
+  CFF_CUPS_HOST=127.0.0.1:$CFF_CUPS_PORT
+  cat > "$dir/etc/cups-files.conf" <<CONF
+ServerRoot $dir/etc
+ServerBin $dir/bin
+DataDir /usr/share/cups
+RequestRoot $dir/spool
+TempDir $dir/spool/tmp
+CacheDir $dir/cache
+StateDir $dir/state
+ErrorLog $dir/log/error_log
+AccessLog $dir/log/access_log
+PageLog $dir/log/page_log
+User lp
+Group lp
+SystemGroup root
+FileDevice Yes
+CONF
+  cat > "$dir/etc/cupsd.conf" <<CONF
+LogLevel debug2
+Listen 127.0.0.1:$CFF_CUPS_PORT
+Browsing No
+WebInterface No
+DefaultAuthType None
+<Location />
+  Order allow,deny
+  Allow all
+</Location>
+<Policy default>
+  <Limit All>
+    Order deny,allow
+  </Limit>
+</Policy>
+CONF
+  /usr/sbin/cupsd -f -c "$dir/etc/cupsd.conf" -s "$dir/etc/cups-files.conf" &
+  CFF_CUPS_PID=$!
+  local i
+  for i in $(seq 1 100); do
+    lpstat -h "$CFF_CUPS_HOST" -r 2>/dev/null | grep -q 'is running' && return 0
+    sleep 0.1
+  done
+  echo "private cupsd did not start; see $dir/log/error_log" >&2
+  return 1
+}
+
+cff_cupsd_stop() {
+  if [ -n "${CFF_CUPS_PID:-}" ]; then
+    kill "$CFF_CUPS_PID" 2>/dev/null || true
+    wait "$CFF_CUPS_PID" 2>/dev/null || true
+    CFF_CUPS_PID=
+  fi
+}
+
+# Waits until every job on the private cupsd has left the queue (at most 30 s).
+cff_cupsd_wait_jobs() {
+  local i
+  for i in $(seq 1 300); do
+    [ -z "$(lpstat -h "$CFF_CUPS_HOST" -o 2>/dev/null)" ] && return 0
+    sleep 0.1
+  done
+  return 1
+}
