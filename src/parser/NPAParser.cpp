@@ -11,15 +11,8 @@
 
 NPAParser::NPAParser() { createCommandParserMap(); }
 
-NPAParser::~NPAParser() {
-    // The supply parser keeps a plain pointer to the general-information parser; drop it
-    // first so that no sub-parser ever outlives what it points to.
-    auto supplies = commandParserMap_.find(CMD_SUPPLIES);
-    if (supplies != commandParserMap_.end()) {
-        supplies->second.clear();
-    }
-    commandParserMap_.clear();
-}
+// Every sub-parser is owned by exactly one registry entry and deleted with it.
+NPAParser::~NPAParser() = default;
 
 int NPAParser::createCommandParserMap() {
     Logger logger("NPAParser", "createCommandParserMap");

@@ -75,9 +75,9 @@ int ROCParser::parseData(Data* answer, CommandID id) {
         ByteCursor text(answer->get(), static_cast<size_t>(answer->size()));
         unsigned int passes = text.peek(kCountOffset);
         text.seek(kTextOffset);
-        // The count byte is both the number of passes and the text length of each pass,
-        // so every pass reads the same pairs: read them once and append one copy per pass.
-        // The ROC command relies on the copies only through getFLash, which any copy answers.
+        // The count byte is both the number of passes and the bytes read in each pass, so
+        // every pass reads the same pairs: they are read once and appended once per pass.
+        // Intended; getFLash answers the same from one copy or many.
         std::map<std::string, long> record;
         if (passes > 0) {
             readPairs(text, passes, record);
