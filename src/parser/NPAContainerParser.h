@@ -1,0 +1,92 @@
+// NPAContainerParser: reads the header string of an RDC answer and walks its element tree.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "parser/NPABaseParser.h"
+
+// Data types of the elements of an RDC tree.
+enum NPADataType {
+    NPA_TYPE_CONTAINER = 0,
+    NPA_TYPE_INTEGER = 1,
+    NPA_TYPE_STRING = 2,
+};
+
+// Steps through the children of one container. It stops early when the answer has run
+// out or a child did not move the cursor, so a count that the bytes cannot back (up to
+// 2^32 from a wide count field) ends the loop instead of spinning over nothing.
+class NPAChildWalk {
+public:
+    explicit NPAChildWalk(unsigned int count) : count_(count) {}
+    // True when one more child is to be read at |cursor|.
+    bool next(const ByteCursor& cursor);
+
+private:
+    unsigned int count_;
+    unsigned int index_ = 0;
+    size_t lastPosition_ = 0;
+};
+
+class NPAContainerParser : public NPABaseParser {
+public:
+    // Offsets of the tree and of the header string in an RDC answer.
+    static constexpr size_t kHeaderOffset = 12;
+    static constexpr size_t kHeaderSize = 34;
+    static constexpr size_t kTreeOffset = 46;
+    // Deepest container level that a walk descends into.
+    static constexpr int kMaxDepth = 64;
+
+    NPAContainerParser() = default;
+    ~NPAContainerParser() override = default;
+
+    // 0 when the frame is whole and the header readable; else 1, 2, 3, 4 or 5. Stores 0 or
+    // the frame error in the status; 3 and 5 leave the status as it was.
+    int parseData(Data* answer, CommandID id) override;
+    // Sets the five widths to 0; returns 0. A derived parser's override empties only its
+    // own results: it runs again just before the walk, which needs the widths.
+    int clearData() override;
+
+    // 1 when the header string at |header| has its three brace groups, 0 when not.
+    int ParseHeaderStringInfo(const ByteCursor& header);
+
+    // Cursor operations: the cursor stands on the first byte of an element and never
+    // moves past the end of the answer; a read beyond it marks the cursor past the end.
+    // At a container: its child count; the cursor moves onto its first child.
+    int GetNoOfElement(ByteCursor& cursor, unsigned int& count);
+    // Element id and data type (low 8 bits of each field); the cursor does not move.
+    int GetItemInfo(const ByteCursor& cursor, unsigned char& id, unsigned char& type);
+    // Moves past a whole container by its length field.
+    int ParseContainerInfo(ByteCursor& cursor);
+    // Appends a leaf's text to |out| and moves past it; -1 when the text is cut off.
+    int ParseStringInformation(ByteCursor& cursor, std::string& out);
+    // Stores a leaf's big-endian value and moves past it; -1 when the value is cut off.
+    int ParseIntegerInfo(ByteCursor& cursor, int& out);
+    // Moves past a leaf of any data type.
+    int ParseUnknownDataType(ByteCursor& cursor);
+
+    int idWidth() const { return idWidth_; }
+    int typeWidth() const { return typeWidth_; }
+    int countWidth() const { return countWidth_; }
+    int containerLengthWidth() const { return containerLengthWidth_; }
+    int leafLengthWidth() const { return leafLengthWidth_; }
+
+protected:
+    // A cursor on the root container at offset 46 of |answer|, bounded by its end.
+    static ByteCursor treeCursor(Data* answer);
+    // A cursor over just the container element at |cursor| (its header fields and its
+    // children), for descending: a child walk cannot read beyond its container.
+    ByteCursor containerWindow(const ByteCursor& cursor) const;
+    // False once |childId| lies deeper than kMaxDepth levels below the root.
+    static bool canDescend(const std::string& childId);
+
+    int idWidth_ = 0;
+    int typeWidth_ = 0;
+    int countWidth_ = 0;
+    int containerLengthWidth_ = 0;
+    int leafLengthWidth_ = 0;
+
+private:
+    size_t containerHeaderSize() const;
+    size_t leafHeaderSize() const;
+};

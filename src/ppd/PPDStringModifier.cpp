@@ -1,0 +1,28 @@
+// PPDStringModifier: formats keywords as one "PPD: " or "ATTR: " line for the spooler.
+#include "ppd/PPDStringModifier.h"
+
+#include "support/Logger.h"
+
+PPDStringModifier::PPDStringModifier() : PPDWriter("=") {
+    // Duplex-option requests have no prefix on purpose: they produce no line.
+    prefixes_[REQ_INSTALLABLE_OPTIONS] = "PPD: ";
+    prefixes_[REQ_SUPPLY_LEVELS] = "ATTR: ";
+}
+
+std::string PPDStringModifier::formatData(RequestType type,
+                                          std::map<std::string, std::string> keywords) {
+    Logger logger("PPDStringModifier", "formatData");
+    if (keywords.empty()) {
+        return std::string();
+    }
+    std::string body;
+    for (const auto& entry : keywords) {
+        body += entry.first + separator_ + entry.second + " ";
+    }
+    logger.Log("Default string added: %s\n", body.c_str());
+    auto prefix = prefixes_.find(type);
+    if (prefix == prefixes_.end()) {
+        return std::string();
+    }
+    return prefix->second + body;
+}

@@ -1,0 +1,149 @@
+// Hostile and random answers fed to every NPA parser: each must end quickly without
+// reading outside the answer (the suite also runs under AddressSanitizer).
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <random>
+
+#include "helpers/NpaAnswerBuilder.h"
+#include "parser/NPAParser.h"
+#include "parser/RDCGenInfoParser.h"
+#include "ppd/PPDParser.h"
+
+namespace {
+
+using E = NpaElement;
+using Clock = std::chrono::steady_clock;
+
+// Feeds |bytes| to a registry under every command id, the way one run does, then has the
+// PPD mapping query everything; also to the general-information parser, which the
+// registry never feeds directly.
+void feedEverywhere(const NpaBytes& bytes) {
+    Data data = NpaAnswerBuilder::toData(bytes);
+    NPAParser registry;
+    for (int id : {1, 2, 3, 4, 5}) {
+        registry.parseData(&data, static_cast<CommandID>(id));
+    }
+    PPDParser mapper;
+    PPDKeywordMap keywords;
+    mapper.createData(REQ_INSTALLABLE_OPTIONS, &registry, keywords);
+    mapper.createData(REQ_SUPPLY_LEVELS, &registry, keywords);
+    RDCGenInfoParser generalInfo;
+    generalInfo.parseData(&data, CMD_GENERAL_INFO);
+}
+
+NpaBytes fullConfiguration(const NpaWidths& widths = {}) {
+    supplyInfo_ toner;
+    toner.supplyId = 1;
+    toner.name = "Black";
+    toner.type = 1;
+    toner.maxCapacity = 100;
+    toner.currentLevel = 30;
+    return NpaAnswerBuilder(widths).build(rdc::root(
+        {rdc::generalInfo(850),
+         rdc::configuration(
+             {rdc::inputTrays({rdc::inputTray(1, 1, "T1"), rdc::inputTray(2, 130, "Env")}),
+              rdc::outputUnits({rdc::outputUnit(1, 22, "Adv", {{1, "Std"}, {2, "B1"}})}),
+              rdc::duplex(1), rdc::supplies({rdc::supply(1, toner), rdc::supply(2, toner)}),
+              E::container(9, {})})}));
+}
+
+// Nested containers "1.2.1.1.1..." |levels| deep, all of which the tray walk descends into.
+NpaBytes deeplyNested(size_t levels) {
+    NpaBytes tree;
+    for (size_t level = 0; level < levels; ++level) {
+        uint8_t id = level == levels - 2 ? 2 : 1;
+        NpaBytes outer{id, 0, 1, static_cast<uint8_t>(tree.size() >> 8),
+                       static_cast<uint8_t>(tree.size() & 0xFF)};
+        outer.insert(outer.end(), tree.begin(), tree.end());
+        tree.swap(outer);
+    }
+    NpaBytes header(NpaAnswerBuilder().build(E::container(1, {})));
+    header.resize(header.size() - 5);  // keep the frame start and header string only
+    NpaBytes body(header.begin() + 3, header.end());
+    body.insert(body.end(), tree.begin(), tree.end());
+    return NpaAnswerBuilder::frame(body);
+}
+
+TEST(ParserHardening, HostileTreesEndQuickly) {
+    NpaWidths wide;
+    wide.count = 4;
+    NpaWidths overWide{9, 12, 9, 10, 16};
+    NpaAnswerBuilder zeroWidths;
+    zeroWidths.setHeaderString("P{ID:0,DT:0}C{NE:0,LD:0}L{LD:0}");
+    NpaAnswerBuilder hugeWidths;
+    hugeWidths.setHeaderString("P{ID:99999999999,DT:-4}C{NE:70000,LD:1}L{LD:2}");
+
+    E countLies = rdc::configuration({rdc::inputTrays({rdc::inputTray(1, 1, "T")})});
+    countLies.withCount(0xFFFFFFFFu);
+    E lengthLies = rdc::configuration({rdc::duplex(1)});
+    lengthLies.withLength(60000);
+    E leafLies = E::text(3, "abc");
+    leafLies.withLength(0xFFFF);
+
+    const std::pair<const char*, NpaBytes> answers[] = {
+        {"count 2^32-1", NpaAnswerBuilder(wide).build(rdc::root({countLies}))},
+        {"widths above 8", fullConfiguration(overWide)},
+        {"zero widths", zeroWidths.build(E::container(1, {}))},
+        {"huge and negative widths", hugeWidths.build(rdc::root({rdc::duplex(1)}))},
+        {"container length past the end", NpaAnswerBuilder().build(rdc::root({lengthLies}))},
+        {"leaf length past the end",
+         NpaAnswerBuilder().build(rdc::root({rdc::configuration({E::container(1, {leafLies})})}))},
+        {"12000 nested containers", deeplyNested(12000)},
+    };
+    for (const auto& answer : answers) {
+        SCOPED_TRACE(answer.first);
+        Clock::time_point start = Clock::now();
+        feedEverywhere(answer.second);
+        EXPECT_LT(Clock::now() - start, std::chrono::seconds(2));
+    }
+}
+
+TEST(ParserHardening, EveryTruncationOfWellFormedAnswers) {
+    const NpaBytes answers[] = {fullConfiguration(), fullConfiguration(NpaWidths{2, 1, 2, 4, 3}),
+                                rocAnswer("FLASH:1; RAM:64;")};
+    for (const NpaBytes& answer : answers) {
+        for (size_t size = 0; size < answer.size(); ++size) {
+            NpaBytes prefix(answer.begin(), answer.begin() + static_cast<long>(size));
+            feedEverywhere(prefix);
+            // Also with the length field repaired, so that the walk itself meets the cut.
+            if (size >= 3) {
+                feedEverywhere(NpaAnswerBuilder::frame(NpaBytes(prefix.begin() + 3, prefix.end())));
+            }
+        }
+    }
+}
+
+TEST(ParserHardening, RandomAndMutatedAnswers) {
+    std::mt19937 random(20240611);
+    const NpaBytes seeds[] = {fullConfiguration(), fullConfiguration(NpaWidths{1, 1, 4, 2, 1}),
+                              rocAnswer("FLASH:0;RAM:12;")};
+    Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(1500);
+    size_t rounds = 0;
+    while (Clock::now() < deadline) {
+        NpaBytes body;
+        if (rounds % 2 == 0) {
+            // A mutated seed: a few bytes after the frame changed.
+            const NpaBytes& seed = seeds[rounds / 2 % 3];
+            body.assign(seed.begin() + 3, seed.end());
+            for (int flips = 1 + static_cast<int>(random() % 4); flips > 0; --flips) {
+                body[random() % body.size()] = static_cast<unsigned char>(random());
+            }
+        } else {
+            // Random bytes behind a readable header with random widths.
+            NpaWidths widths{static_cast<int>(random() % 10), static_cast<int>(random() % 3),
+                             static_cast<int>(random() % 10), static_cast<int>(random() % 10),
+                             static_cast<int>(random() % 10)};
+            NpaBytes framed = NpaAnswerBuilder(widths).build(E::container(1, {}));
+            body.assign(framed.begin() + 3, framed.begin() + 43);
+            for (size_t n = random() % 400; n > 0; --n) {
+                body.push_back(static_cast<unsigned char>(random() % 4 == 0 ? random() : random() % 3));
+            }
+        }
+        feedEverywhere(NpaAnswerBuilder::frame(body));
+        ++rounds;
+    }
+    EXPECT_GT(rounds, 100u);
+}
+
+}  // namespace

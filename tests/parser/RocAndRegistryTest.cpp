@@ -1,0 +1,120 @@
+// Tests of the ROC text parser and of the NPA parser registry that routes answers.
+#include <gtest/gtest.h>
+
+#include "helpers/NpaAnswerBuilder.h"
+#include "parser/NPAParser.h"
+#include "parser/ROCParser.h"
+
+namespace {
+
+using RocRecord = std::map<std::string, long>;
+
+TEST(RocParser, EveryCountBytePassAddsTheSameRecord) {
+    struct Case {
+        const char* name;
+        std::string text;
+        int countByte;
+        size_t passes;
+        RocRecord record;
+        int flash;
+    };
+    const Case cases[] = {
+        {"flash with value 0", "FLASH:0;", -1, 8, {{"FLASH", 0}}, 1},
+        {"two pairs", "FLASH:1; RAM: 64;", -1, 17, {{"FLASH", 1}, {"RAM", 64}}, 1},
+        {"count stops after the first pair", "RAM:-2;\0\0 DISK:8;", 7, 7, {{"RAM", -2}}, -9},
+        {"no flash", "RAM:1;RAM:2;", -1, 12, {{"RAM", 2}}, -9},
+        {"count 0 reads nothing", "FLASH:1;", 0, 0, {}, -9},
+        // Malformed texts end the walk; the pairs before them are kept.
+        {"no colon", "FLASH", -1, 5, {}, -9},
+        {"no semicolon", "RAM:4;FLASH:1", -1, 13, {{"RAM", 4}}, -9},
+        {"count beyond the text", "FLASH:1;", 200, 200, {{"FLASH", 1}}, 1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Data answer = NpaAnswerBuilder::toData(rocAnswer(c.text, c.countByte));
+        ROCParser parser;
+        ASSERT_EQ(parser.parseData(&answer, CMD_ROC), 0);
+        ASSERT_EQ(parser.records().size(), c.passes);
+        for (const RocRecord& record : parser.records()) {
+            EXPECT_EQ(record, c.record);
+        }
+        int flash = -9;
+        EXPECT_EQ(parser.getFLash(flash), 0);
+        EXPECT_EQ(flash, c.flash);
+    }
+}
+
+TEST(RocParser, ShortOrBadAnswersKeepTheirCodes) {
+    ROCParser parser;
+    Data six = NpaAnswerBuilder::toData(NpaAnswerBuilder::frame(NpaBytes(3, 0)));
+    EXPECT_EQ(parser.parseData(&six, CMD_ROC), INSUFFICIENT_NPA_DATA_ERROR);
+    int flash = -1;
+    EXPECT_EQ(parser.getFLash(flash), NPA_NOT_PARSED);
+
+    NpaBytes bad = rocAnswer("FLASH:1;");
+    bad[1] = 1;
+    Data badData = NpaAnswerBuilder::toData(bad);
+    EXPECT_EQ(parser.parseData(&badData, CMD_ROC), INVALID_RESPONSE_DATA_ERROR);
+    EXPECT_EQ(parser.getFLash(flash), INVALID_RESPONSE_DATA_ERROR);
+    EXPECT_EQ(flash, -1);
+}
+
+TEST(NpaRegistry, RoutesEachAnswerToTheParsersOfItsCommand) {
+    NPAParser parser;
+    Data config = NpaAnswerBuilder().buildData(rdc::root({rdc::configuration(
+        {rdc::inputTrays({rdc::inputTray(1, 1, "T1"), rdc::inputTray(2, 130, "Env")}),
+         rdc::outputUnits({rdc::outputUnit(1, 22, "Adv", {{1, "Std"}})}), rdc::duplex(0)})}));
+    supplyInfo_ toner;
+    toner.supplyId = 1;
+    toner.type = 1;
+    Data supplies = NpaAnswerBuilder().buildData(rdc::root(
+        {rdc::generalInfo(106), rdc::configuration({rdc::supplies({rdc::supply(1, toner)})})}));
+    Data roc = NpaAnswerBuilder::toData(rocAnswer("FLASH:1;"));
+
+    // Before any answer every sub-parser reports "nothing parsed".
+    std::map<int, std::string> trays;
+    EXPECT_EQ(parser.getTrays(trays), NPA_NOT_PARSED);
+
+    EXPECT_EQ(parser.parseData(&config, CMD_CONFIGURATION), 0);
+    EXPECT_EQ(parser.parseData(&supplies, CMD_SUPPLIES), 0);
+    EXPECT_EQ(parser.parseData(&roc, CMD_ROC), 0);
+    EXPECT_EQ(parser.parseData(&roc, static_cast<CommandID>(4)), NPA_DATA_RESPONSE_ERROR);
+
+    std::map<int, std::string> bins;
+    std::map<int, std::string> finishers;
+    int duplex = 9;
+    int manualFeeder = 9;
+    int flash = 0;
+    int codePage = 0;
+    std::list<supplyInfo_*> records;
+    EXPECT_EQ(parser.getTrays(trays), 0);
+    EXPECT_EQ(parser.getBins(bins), 0);
+    EXPECT_EQ(parser.getFinishers(finishers), 0);
+    EXPECT_EQ(parser.getDuplex(duplex), 0);
+    EXPECT_EQ(parser.getManualFeeder(manualFeeder), 0);
+    EXPECT_EQ(parser.getFLash(flash), 0);
+    EXPECT_EQ(parser.getSupplyInfo(records), 0);
+    // The supply answer's code page reaches the general-information parser through the
+    // supply parser, the only way it is ever fed.
+    EXPECT_EQ(parser.getSNMPCodePage(codePage), 0);
+
+    EXPECT_EQ(trays, (std::map<int, std::string>{{1, "T1"}, {130, "Env"}}));
+    EXPECT_EQ(bins, (std::map<int, std::string>{{1, "Std"}}));
+    EXPECT_EQ(finishers, (std::map<int, std::string>{{22, "Adv"}}));
+    EXPECT_EQ(duplex, 0);
+    EXPECT_EQ(manualFeeder, 1);
+    EXPECT_EQ(flash, 1);
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records.front()->supplyId, 1);
+    EXPECT_EQ(codePage, 106);
+}
+
+TEST(NpaRegistry, KnowsOnlyItsRegisteredPairs) {
+    NPAParser parser;
+    EXPECT_NE(parser.getParser(CMD_CONFIGURATION, PARSER_INPUT), nullptr);
+    EXPECT_NE(parser.getParser(CMD_GENERAL_INFO, PARSER_GENERAL_INFO), nullptr);
+    EXPECT_EQ(parser.getParser(CMD_ROC, PARSER_INPUT), nullptr);
+    EXPECT_EQ(parser.getParser(static_cast<CommandID>(4), PARSER_ROC), nullptr);
+}
+
+}  // namespace
