@@ -1,7 +1,6 @@
 // CupsBackendConnection: requests on standard output to the backend, answers from its back-channel.
 #include "connection/CupsBackendConnection.h"
 
-#include <cups/cups.h>
 #include <cups/sidechannel.h>
 #include <fcntl.h>
 #include <poll.h>
