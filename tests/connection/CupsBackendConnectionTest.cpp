@@ -208,9 +208,12 @@ TEST(CupsBackendConnection, ReadFailsPromptlyWithoutUsableBackChannel) {
         options.nonBlocking = false;
         cfftest::ScriptedBackChannel backend({}, options);
         ASSERT_TRUE(backend.ok());
+        // Should the read hang after all, the alarm ends the test program loudly.
+        alarm(10);
         auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(connection.doRead(answer), -1);
         EXPECT_LT(secondsSince(start), 1.0);
+        alarm(0);
     }
     // Run by hand outside the spooler: no fd 3 at all.
     {
