@@ -70,7 +70,6 @@ TEST(ConnectionFactory, ChoosesTransportOnSpoolerBefore2_0) {
         {EXEC_FILTER, "usb://Maker/Model?serial=1", REQ_SUPPLY_LEVELS, "CupsBackendConnection"},
         {EXEC_FILTER, "usb://Maker/Model?serial=1", REQ_INSTALLABLE_OPTIONS, "CupsBackendConnection"},
         {EXEC_DIRECT, "usb://Maker/Model?serial=1", REQ_SUPPLY_LEVELS, "USBConnection"},
-        {static_cast<ExecutionType>(7), "usb://Maker/Model", REQ_SUPPLY_LEVELS, "USBConnection"},
         {EXEC_FILTER, "USB://Maker/Model", REQ_SUPPLY_LEVELS, "NetworkConnection"},
         {EXEC_DIRECT, "USB://Maker/Model", REQ_SUPPLY_LEVELS, "NetworkConnection"},
         {EXEC_FILTER, "socket://10.0.0.5:9100/", REQ_SUPPLY_LEVELS, "NetworkConnection"},
