@@ -116,6 +116,9 @@ void DNSServiceResolver::waitForReply(DNSServiceRef serviceRef) {
     Logger logger("DNSServiceResolver", "waitForReply");
     using Clock = std::chrono::steady_clock;
     double limit = getTimeoutVal() > 0.0 ? getTimeoutVal() : 0.0;
+    if (limit > 86400.0) {
+        limit = 86400.0;
+    }
     Clock::time_point deadline =
         Clock::now() + std::chrono::microseconds(static_cast<long long>(limit * 1e6));
     int fd = DNSServiceRefSockFD(serviceRef);

@@ -13,7 +13,7 @@ namespace cfftest {
 // Binds a UDP socket and serves it on a thread: the i-th datagram received is answered,
 // to its sender, with the datagrams of replies[i] in order (none once the list is used up).
 //
-//   cfftest::UdpPeer printer(cfftest::UdpPeer::Replies{{"answer part 1", "answer part 2"}});
+//   cfftest::UdpPeer printer(cfftest::UdpPeer::Replies{{"first datagram", "second datagram"}});
 //   ... code under test sends to 127.0.0.1:printer.port() ...
 //   EXPECT_EQ(printer.received().at(0), "request");
 class UdpPeer {
