@@ -24,9 +24,15 @@ public:
     std::string getHostName() const { return hostName_; }
     void setHostName(std::string hostName) { hostName_ = std::move(hostName); }
 
+    // Longest wait for an answer during resolveService, in seconds; 5.0 by default,
+    // the same as a connection's read time-out.
+    double getTimeoutVal() const { return timeout_; }
+    void setTimeoutVal(double seconds) { timeout_ = seconds; }
+
 protected:
     std::map<std::string, std::string> replacements_;
 
 private:
     std::string hostName_;
+    double timeout_ = 5.0;
 };
