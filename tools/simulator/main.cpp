@@ -223,9 +223,12 @@ int runUdp(const CommandLine& line) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // The spooler starts a backend with the device URI as its name, and device discovery
+    // with the file name: anything but "cffsim" itself is the installed backend.
     std::string program = argv[0];
-    program = program.substr(program.find_last_of('/') + 1);
-    if (program != "cffsim" && program.find("cffsim") == std::string::npos) {
+    bool installed = program.find("://") != std::string::npos ||
+                     program.substr(program.find_last_of('/') + 1) != "cffsim";
+    if (installed) {
         return runAsInstalledBackend(argc, argv);
     }
     if (argc < 2) {
