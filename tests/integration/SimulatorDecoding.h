@@ -3,8 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <map>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -34,18 +34,12 @@ struct Leaf {
 class TreeReader {
 public:
     explicit TreeReader(const std::string& answer) : answer_(answer) {
-        std::string header = answer.substr(12, 34);
-        std::smatch m;
-        ok = std::regex_search(header, m,
-                               std::regex(R"(^P\{ID:(\d),DT:(\d)\}.\{NE:(\d),LD:(\d)\}.\{LD:(\d)\})"));
+        std::string header = answer.size() >= 46 ? answer.substr(12, 34) : std::string();
+        // Groups after the first open with two bytes, a letter and a brace.
+        ok = std::sscanf(header.c_str(), "P{ID:%d,DT:%d}%*c{NE:%d,LD:%d}%*c{LD:%d}", &wi_, &wt_, &wn_, &wc_, &wl_) == 5;
         if (!ok) {
             return;
         }
-        wi_ = std::stoi(m[1]);
-        wt_ = std::stoi(m[2]);
-        wn_ = std::stoi(m[3]);
-        wc_ = std::stoi(m[4]);
-        wl_ = std::stoi(m[5]);
         size_t pos = 46;
         rootCount = static_cast<int>(number(pos + wi_ + wt_, wn_));
         walk("1", pos);
