@@ -1,0 +1,37 @@
+// ContainerTree: the self-describing element tree of a configuration answer, and its encoding.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "DeviceProfile.h"
+
+class ContainerTree {
+public:
+    enum DataType { kContainer = 0, kInteger = 1, kString = 2 };
+
+    // One element: a container of children or a leaf holding an integer or a text.
+    struct Element {
+        int id = 0;
+        DataType type = kContainer;
+        long number = 0;
+        std::string text;
+        std::vector<Element> children;
+
+        // Adds a child container with element id |childId| and returns it.
+        Element& container(int childId);
+        // Adds an integer leaf; returns this element, for chaining.
+        Element& integer(int childId, long value);
+        // Adds a text leaf; returns this element, for chaining.
+        Element& string(int childId, const std::string& value);
+    };
+
+    // The header text that declares |widths|, padded with NULs to its fixed 34 bytes.
+    static std::string headerString(const ContainerWidths& widths);
+    // Appends the encoding of |element| under |widths|. Returns 0, or -1 with |error| set when
+    // a count or length does not fit its field.
+    static int encode(const Element& element, const ContainerWidths& widths, std::string& out,
+                      std::string& error);
+
+    static constexpr size_t kHeaderStringSize = 34;
+};

@@ -1,0 +1,184 @@
+// UdpServer: the simulated printer on the network: packets with network framing on one UDP
+// port and an SNMP agent on another.
+#include "UdpServer.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+#include "NetworkFraming.h"
+#include "NpaRequest.h"
+#include "SimulatorLog.h"
+
+UdpServer::UdpServer(const DeviceProfile& profile, const SimulatorOptions& options)
+    : options_(options), view_(profile), agent_(profile, view_), responder_(profile, options, kDefaultPayload) {}
+
+UdpServer::~UdpServer() {
+    if (npaSocket_ >= 0) {
+        close(npaSocket_);
+    }
+    if (snmpSocket_ >= 0) {
+        close(snmpSocket_);
+    }
+}
+
+int UdpServer::openSocket(const std::string& address, int port, int& bound, std::string& error) {
+    struct sockaddr_in local;
+    std::memset(&local, 0, sizeof(local));
+    local.sin_family = AF_INET;
+    local.sin_port = htons(static_cast<uint16_t>(port));
+    if (inet_pton(AF_INET, address.c_str(), &local.sin_addr) != 1) {
+        error = "\"" + address + "\" is not an IPv4 address";
+        return -1;
+    }
+    int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+        error = std::string("socket: ") + strerror(errno);
+        return -1;
+    }
+    int on = 1;
+    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+    if (::bind(fd, reinterpret_cast<struct sockaddr*>(&local), sizeof(local)) != 0) {
+        error = "cannot bind " + address + ":" + std::to_string(port) + ": " + strerror(errno);
+        close(fd);
+        return -1;
+    }
+    socklen_t length = sizeof(local);
+    getsockname(fd, reinterpret_cast<struct sockaddr*>(&local), &length);
+    bound = ntohs(local.sin_port);
+    return fd;
+}
+
+int UdpServer::bind(const std::string& address, int npaPort, int snmpPort, std::string& error) {
+    if (npaPort >= 0 && (npaSocket_ = openSocket(address, npaPort, npaPort_, error)) < 0) {
+        return -1;
+    }
+    if (snmpPort >= 0 && (snmpSocket_ = openSocket(address, snmpPort, snmpPort_, error)) < 0) {
+        return -1;
+    }
+    return 0;
+}
+
+void UdpServer::sendAndAwaitAck(const std::string& datagram, uint16_t sequence, const void* peer,
+                                unsigned peerLength, const std::atomic<bool>& stop) {
+    sendto(npaSocket_, datagram.data(), datagram.size(), 0, static_cast<const struct sockaddr*>(peer), peerLength);
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kAckWaitMs);
+    uint32_t expected = NetworkFraming::ackTag(sequence);
+    while (!stop && std::chrono::steady_clock::now() < deadline) {
+        struct pollfd fd = {npaSocket_, POLLIN, 0};
+        if (poll(&fd, 1, 20) <= 0) {
+            continue;
+        }
+        char buffer[64];
+        ssize_t got = recv(npaSocket_, buffer, sizeof(buffer), 0);
+        uint32_t tag = 0;
+        if (got > 0 && NetworkFraming::isAck(std::string(buffer, static_cast<size_t>(got)), tag)) {
+            if (tag == expected) {
+                ++acksReceived_;
+                return;
+            }
+            SimulatorLog::debug("acknowledgement for another packet (tag %08X)", tag);
+        }
+        // Anything else while an answer is in flight is dropped, as a busy printer would.
+    }
+    ++acksMissing_;
+    SimulatorLog::debug("no acknowledgement for packet %u", sequence);
+}
+
+void UdpServer::serveNpa(const std::atomic<bool>& stop) {
+    char buffer[8192];
+    struct sockaddr_storage peer;
+    socklen_t peerLength = sizeof(peer);
+    ssize_t got = recvfrom(npaSocket_, buffer, sizeof(buffer), 0, reinterpret_cast<struct sockaddr*>(&peer), &peerLength);
+    if (got <= 0) {
+        return;
+    }
+    std::string datagram(buffer, static_cast<size_t>(got));
+    uint32_t tag = 0;
+    if (NetworkFraming::isAck(datagram, tag)) {
+        SimulatorLog::debug("late acknowledgement (tag %08X)", tag);
+        return;
+    }
+    std::string packet = NetworkFraming::requestPacket(datagram);
+    if (packet.empty()) {
+        SimulatorLog::debug("datagram of %zd bytes is too short for a request", got);
+        return;
+    }
+    std::vector<std::string> packets = responder_.respond(NpaRequest::classify(packet));
+    std::vector<uint16_t> order;
+    for (size_t i = 0; i < packets.size(); ++i) {
+        order.push_back(static_cast<uint16_t>(i));
+    }
+    if (options_.reorder) {
+        std::reverse(order.begin(), order.end());
+    }
+    for (size_t i = 0; i < order.size(); ++i) {
+        std::string answerPacket = packets[order[i]];
+        if (i == 0 && options_.noise) {
+            answerPacket.insert(answerPacket.begin(), '\0');
+        }
+        std::string framed = NetworkFraming::frameAnswer(answerPacket, order[i], datagram);
+        SimulatorLog::dump("answer datagram", reinterpret_cast<const unsigned char*>(framed.data()), framed.size());
+        sendAndAwaitAck(framed, order[i], &peer, peerLength, stop);
+    }
+}
+
+void UdpServer::serveSnmp() {
+    unsigned char buffer[8192];
+    struct sockaddr_storage peer;
+    socklen_t peerLength = sizeof(peer);
+    ssize_t got = recvfrom(snmpSocket_, buffer, sizeof(buffer), 0, reinterpret_cast<struct sockaddr*>(&peer), &peerLength);
+    if (got <= 0) {
+        return;
+    }
+    SimulatorLog::dump("SNMP request", buffer, static_cast<size_t>(got));
+    if (++snmpRequests_ <= options_.dropRequests) {
+        SimulatorLog::debug("dropping SNMP request %d", snmpRequests_);
+        return;
+    }
+    std::string reply;
+    if (!agent_.handle(buffer, static_cast<size_t>(got), reply)) {
+        SimulatorLog::debug("SNMP datagram ignored");
+        return;
+    }
+    if (options_.delayMs > 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(options_.delayMs));
+    }
+    SimulatorLog::dump("SNMP response", reinterpret_cast<const unsigned char*>(reply.data()), reply.size());
+    sendto(snmpSocket_, reply.data(), reply.size(), 0, reinterpret_cast<struct sockaddr*>(&peer), peerLength);
+}
+
+int UdpServer::serve(const std::atomic<bool>& stop) {
+    while (!stop) {
+        struct pollfd fds[2];
+        nfds_t count = 0;
+        int npaIndex = -1;
+        int snmpIndex = -1;
+        if (npaSocket_ >= 0) {
+            npaIndex = static_cast<int>(count);
+            fds[count++] = {npaSocket_, POLLIN, 0};
+        }
+        if (snmpSocket_ >= 0) {
+            snmpIndex = static_cast<int>(count);
+            fds[count++] = {snmpSocket_, POLLIN, 0};
+        }
+        if (poll(fds, count, 100) <= 0) {
+            continue;
+        }
+        if (npaIndex >= 0 && (fds[npaIndex].revents & POLLIN)) {
+            serveNpa(stop);
+        }
+        if (snmpIndex >= 0 && (fds[snmpIndex].revents & POLLIN)) {
+            serveSnmp();
+        }
+    }
+    return 0;
+}

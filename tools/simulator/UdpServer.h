@@ -1,0 +1,59 @@
+// UdpServer: the simulated printer on the network: packets with network framing on one UDP
+// port and an SNMP agent on another.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "DeviceProfile.h"
+#include "MibView.h"
+#include "PrinterResponder.h"
+#include "SimulatorOptions.h"
+#include "SnmpAgent.h"
+
+class UdpServer {
+public:
+    // Payload bytes per datagram when the options set none; hosts read up to 6144 bytes.
+    static constexpr size_t kDefaultPayload = 1024;
+    // How long each answer packet waits for its acknowledgement.
+    static constexpr int kAckWaitMs = 500;
+
+    UdpServer(const DeviceProfile& profile, const SimulatorOptions& options);
+    ~UdpServer();
+    UdpServer(const UdpServer&) = delete;
+    UdpServer& operator=(const UdpServer&) = delete;
+
+    // Binds both sockets on |address|; a port of 0 picks a free one, a port of -1 leaves
+    // that service off. Returns 0, or -1 with |error| set.
+    int bind(const std::string& address, int npaPort, int snmpPort, std::string& error);
+    int npaPort() const { return npaPort_; }
+    int snmpPort() const { return snmpPort_; }
+
+    // Serves until |stop| becomes true (checked at least every 100 ms). Returns 0.
+    int serve(const std::atomic<bool>& stop);
+
+    // Counters, for tests and the closing log line.
+    int acksReceived() const { return acksReceived_; }
+    int acksMissing() const { return acksMissing_; }
+
+private:
+    int openSocket(const std::string& address, int port, int& bound, std::string& error);
+    void serveNpa(const std::atomic<bool>& stop);
+    void serveSnmp();
+    // Sends one answer packet and waits for its acknowledgement.
+    void sendAndAwaitAck(const std::string& datagram, uint16_t sequence, const void* peer, unsigned peerLength,
+                         const std::atomic<bool>& stop);
+
+    const SimulatorOptions& options_;
+    MibView view_;
+    SnmpAgent agent_;
+    PrinterResponder responder_;
+    int npaSocket_ = -1;
+    int snmpSocket_ = -1;
+    int npaPort_ = -1;
+    int snmpPort_ = -1;
+    int snmpRequests_ = 0;
+    std::atomic<int> acksReceived_{0};
+    std::atomic<int> acksMissing_{0};
+};
