@@ -10,31 +10,31 @@
 
 class SNMPScriptedConnection : public Connection {
 public:
-    struct Read {
-        int rc;
-        std::vector<unsigned char> bytes;
-    };
+    using Read = std::pair<int, std::string>;  // result and bytes of one read
 
-    int doOpen() override;
-    int doClose() override;
-    int doWrite(Data* request) override;
-    // Replays the next scripted read; once the script is used up, |endless| (when set)
-    // produces the reads, otherwise -1 with nothing read.
-    int doRead(Data& answer) override;
+    int doOpen() override { return ++opens, openResult; }
+    int doClose() override { return ++closes, 0; }
+    int doWrite(Data* request) override {
+        written.emplace_back(reinterpret_cast<const char*>(request->get()), request->size());
+        if (onWrite) {
+            onWrite(written.back());
+        }
+        return writeResult;
+    }
+    // The next scripted read; -1 with nothing read once the script is used up.
+    int doRead(Data& answer) override {
+        ++readCount;
+        Read next = !reads.empty() ? reads.front() : Read{-1, ""};
+        if (!reads.empty()) {
+            reads.pop_front();
+        }
+        answer.assign(reinterpret_cast<const unsigned char*>(next.second.data()), static_cast<int>(next.second.size()));
+        return next.first;
+    }
 
-    void addRead(int rc, const std::vector<unsigned char>& bytes) { reads.push_back({rc, bytes}); }
-    void addRead(int rc, const std::string& text) { reads.push_back({rc, {text.begin(), text.end()}}); }
-
-    int openResult = 0;
-    int writeResult = 0;
-    // Called on every write with the bytes written, before writeResult is returned; may
-    // queue the reads that answer it.
-    std::function<void(const std::vector<unsigned char>&)> onWrite;
-    std::function<Read()> endless;
+    int openResult = 0, writeResult = 0;
+    std::function<void(const std::string&)> onWrite;  // may queue the reads that answer a write
     std::deque<Read> reads;
-
-    std::vector<std::vector<unsigned char>> written;
-    int opens = 0;
-    int closes = 0;
-    int readCount = 0;
+    std::vector<std::string> written;
+    int opens = 0, closes = 0, readCount = 0;
 };

@@ -1,93 +1,66 @@
 // Test helpers: BER encoding of SNMP GetResponse messages, independent of the codec under test.
-#include "helpers/SNMPTestMessages.h"
+#include "SNMPTestMessages.h"
 
 #include <cstdlib>
 #include <sstream>
 
 namespace snmptest {
 
-Bytes tlv(unsigned char tag, const Bytes& content) {
-    Bytes out{tag};
-    size_t n = content.size();
-    if (n < 0x80) {
-        out.push_back(static_cast<unsigned char>(n));
-    } else {
-        Bytes len;
-        while (n != 0) {
-            len.insert(len.begin(), static_cast<unsigned char>(n & 0xFF));
-            n >>= 8;
-        }
-        out.push_back(static_cast<unsigned char>(0x80 | len.size()));
-        out.insert(out.end(), len.begin(), len.end());
-    }
-    out.insert(out.end(), content.begin(), content.end());
+static void append(Bytes& out, const Bytes& more) { out.insert(out.end(), more.begin(), more.end()); }
+
+// Big-endian bytes of |value|, without leading zeros; |groupBits| 7 gives base-128 arcs.
+static Bytes digits(uint64_t value, int groupBits = 8) {
+    Bytes out;
+    do {
+        unsigned char more = (groupBits == 7 && !out.empty()) ? 0x80 : 0;
+        out.insert(out.begin(), static_cast<unsigned char>((value & ((1u << groupBits) - 1)) | more));
+        value >>= groupBits;
+    } while (value != 0);
     return out;
 }
 
-static void base128(Bytes& out, uint64_t value) {
-    Bytes groups;
-    do {
-        groups.insert(groups.begin(), static_cast<unsigned char>(value & 0x7F));
-        value >>= 7;
-    } while (value != 0);
-    for (size_t i = 0; i + 1 < groups.size(); ++i) {
-        groups[i] |= 0x80;
+Bytes tlv(unsigned char tag, const Bytes& content) {
+    Bytes out{tag};
+    if (content.size() >= 0x80) {
+        Bytes length = digits(content.size());
+        out.push_back(static_cast<unsigned char>(0x80 | length.size()));
+        append(out, length);
+    } else {
+        out.push_back(static_cast<unsigned char>(content.size()));
     }
-    out.insert(out.end(), groups.begin(), groups.end());
+    append(out, content);
+    return out;
 }
 
 Bytes oidContent(const std::string& dotted) {
     std::vector<uint64_t> arcs;
     std::stringstream in(dotted);
-    std::string piece;
-    while (std::getline(in, piece, '.')) {
+    for (std::string piece; std::getline(in, piece, '.');) {
         if (!piece.empty()) {
             arcs.push_back(std::strtoull(piece.c_str(), nullptr, 10));
         }
     }
-    Bytes out;
-    if (arcs.size() < 2) {
-        return out;
-    }
-    base128(out, arcs[0] * 40 + arcs[1]);
+    Bytes out = digits(arcs[0] * 40 + arcs[1], 7);
     for (size_t i = 2; i < arcs.size(); ++i) {
-        base128(out, arcs[i]);
+        append(out, digits(arcs[i], 7));
     }
     return out;
 }
 
-Bytes unsignedContent(uint32_t value) {
-    Bytes out;
-    do {
-        out.insert(out.begin(), static_cast<unsigned char>(value & 0xFF));
-        value >>= 8;
-    } while (value != 0);
-    return out;
-}
+Binding stringBinding(const std::string& oid, const std::string& text) { return {oid, 0x04, {text.begin(), text.end()}}; }
 
-Bytes textBytes(const std::string& text) { return Bytes(text.begin(), text.end()); }
+Binding integerBinding(const std::string& oid, uint32_t value) { return {oid, 0x02, digits(value)}; }
 
-Binding stringBinding(const std::string& oid, const std::string& text) { return {oid, 0x04, textBytes(text)}; }
-
-Binding integerBinding(const std::string& oid, uint32_t value) { return {oid, 0x02, unsignedContent(value)}; }
-
-static void append(Bytes& out, const Bytes& more) { out.insert(out.end(), more.begin(), more.end()); }
-
-Bytes getResponse(const std::vector<Binding>& bindings, int errorStatus, int requestId, const std::string& community) {
-    Bytes list;
+Bytes getResponse(const std::vector<Binding>& bindings, int errorStatus, const Bytes& rawBindings) {
+    Bytes list, pdu, message = {0x02, 0x01, 0x01, 0x04, 0x06, 'o', 'p', 'e', 'n', 'c', 'm'};
     for (const Binding& b : bindings) {
         Bytes binding = tlv(0x06, oidContent(b.oid));
         append(binding, tlv(b.valueTag, b.value));
         append(list, tlv(0x30, binding));
     }
-    Bytes pdu;
-    append(pdu, tlv(0x02, unsignedContent(static_cast<uint32_t>(requestId))));
-    append(pdu, tlv(0x02, unsignedContent(static_cast<uint32_t>(errorStatus))));
-    append(pdu, tlv(0x02, unsignedContent(0)));
+    append(list, rawBindings);
+    pdu = {0x02, 0x01, 0x01, 0x02, 0x01, static_cast<unsigned char>(errorStatus), 0x02, 0x01, 0x00};
     append(pdu, tlv(0x30, list));
-    Bytes message;
-    append(message, tlv(0x02, unsignedContent(1)));
-    append(message, tlv(0x04, textBytes(community)));
     append(message, tlv(0xA2, pdu));
     return tlv(0x30, message);
 }

@@ -10,271 +10,131 @@ using snmptest::Bytes;
 
 namespace {
 
-const char* const kTrayOid = ".1.3.6.1.2.1.43.8.2.1.13.1.1";
-
-Bytes toBytes(const Data& data) { return Bytes(data.get(), data.get() + data.size()); }
-
-// Decodes |message| from a heap copy of exactly its size, so that a sanitizer build
+// Decodes from a heap copy of exactly the message's size, so that a sanitizer build
 // reports any read past the datagram.
-SNMPDataPacket decode(const Bytes& message) {
-    SNMPDataPacket packet;
+std::map<std::string, std::string> decode(const Bytes& message) {
     std::unique_ptr<unsigned char[]> copy(new unsigned char[message.size() + 1]);
     std::copy(message.begin(), message.end(), copy.get());
+    SNMPDataPacket packet;
     EXPECT_EQ(0, packet.parsePDUGetResponse(copy.get(), static_cast<int>(message.size())));
-    return packet;
+    return packet.getResponseTable();
 }
 
 }  // namespace
 
-TEST(SNMPDataPacketLength, WritesShortAndLongForms) {
-    struct Case {
-        unsigned int length;
-        Bytes expected;
-    } cases[] = {
-        {0, {0x00}},
-        {127, {0x7F}},
-        {128, {0x81, 0x80}},
-        {255, {0x81, 0xFF}},
-        {300, {0x82, 0x01, 0x2C}},
-        {0x10000, {0x83, 0x01, 0x00, 0x00}},
-        {0x01000000, {0x84, 0x01, 0x00, 0x00, 0x00}},
-    };
-    for (const Case& c : cases) {
+TEST(SNMPDataPacketLength, WritesAndReadsTheBerForms) {
+    const std::pair<unsigned int, Bytes> written[] = {
+        {127, {0x7F}}, {128, {0x81, 0x80}}, {300, {0x82, 0x01, 0x2C}}, {0x01000000, {0x84, 1, 0, 0, 0}}};
+    for (const auto& c : written) {
         std::vector<unsigned char> out;
-        EXPECT_EQ(static_cast<int>(c.expected.size()), SNMPDataPacket::addVariableLengthSize(out, c.length));
-        EXPECT_EQ(c.expected, out) << c.length;
+        EXPECT_EQ(static_cast<int>(c.second.size()), SNMPDataPacket::addVariableLengthSize(out, c.first));
+        EXPECT_EQ(c.second, out) << c.first;
+    }
+    // 0x80 is the length 128, and the count of a long form is masked to four bits.
+    const std::tuple<Bytes, unsigned int, size_t> read[] = {
+        {{0x80, 0xAA}, 128, 1}, {{0x82, 0x01, 0x2C}, 300, 3}, {{0x91, 0x05}, 5, 2}, {{0x84, 0x00, 0x01}, 0, 3}};
+    for (const auto& [bytes, length, consumed] : read) {
+        ByteCursor cursor(bytes.data(), bytes.size());
+        EXPECT_EQ(length, SNMPDataPacket::getVariableLengthSize(cursor)) << int(bytes[0]);
+        EXPECT_EQ(consumed, cursor.position()) << int(bytes[0]);
     }
 }
 
-TEST(SNMPDataPacketLength, ReadsWithAFourBitCountAndTakes0x80AsTheLength) {
-    struct Case {
-        Bytes bytes;
-        unsigned int length;
-        size_t consumed;
-    } cases[] = {
-        {{0x7F}, 127, 1},
-        {{0x80, 0xAA}, 128, 1},  // not the indefinite form
-        {{0x81, 0x80}, 128, 2},
-        {{0x82, 0x01, 0x2C}, 300, 3},
-        {{0x91, 0x05}, 5, 2},  // 0x91 & 0x0F: one length byte
-        {{0x90, 0x05}, 0, 1},
-        {{0x84, 0x00, 0x01}, 0, 3},  // count past the end: nothing, cursor at the end
-    };
-    for (const Case& c : cases) {
-        ByteCursor cursor(c.bytes.data(), c.bytes.size());
-        EXPECT_EQ(c.length, SNMPDataPacket::getVariableLengthSize(cursor)) << int(c.bytes[0]);
-        EXPECT_EQ(c.consumed, cursor.position()) << int(c.bytes[0]);
-    }
-}
+TEST(SNMPDataPacketRequest, BuildsTheMessageWithTheOnePointThreeShortcutAndAOneByteRequestId) {
+    std::vector<unsigned char> arc;
+    EXPECT_EQ(6, SNMPDataPacket::addOID(arc, "1.3..300.0"));
+    EXPECT_EQ((Bytes{0x06, 0x04, 0x2B, 0x82, 0x2C, 0x00}), arc);
 
-TEST(SNMPDataPacketRequest, EncodesIdentifiersWithTheOnePointThreeShortcut) {
-    struct Case {
-        std::string oid;
-        Bytes expected;
-    } cases[] = {
-        {".1.3.6.1.2.1.43.5.1", {0x06, 0x08, 0x2B, 0x06, 0x01, 0x02, 0x01, 0x2B, 0x05, 0x01}},
-        {"1.3.6.1.2.1.43.5.1", {0x06, 0x08, 0x2B, 0x06, 0x01, 0x02, 0x01, 0x2B, 0x05, 0x01}},
-        {".1.3..300.0", {0x06, 0x04, 0x2B, 0x82, 0x2C, 0x00}},
-        {".1.3.6.1.4.1.5931.20480", {0x06, 0x0A, 0x2B, 0x06, 0x01, 0x04, 0x01, 0xAE, 0x2B, 0x81, 0xA0, 0x00}},
-    };
-    for (const Case& c : cases) {
-        std::vector<unsigned char> out;
-        EXPECT_EQ(static_cast<int>(c.expected.size()), SNMPDataPacket::addOID(out, c.oid));
-        EXPECT_EQ(c.expected, out) << c.oid;
-    }
-    std::vector<unsigned char> empty;
-    EXPECT_EQ(2, SNMPDataPacket::addSequence(empty, ""));
-    EXPECT_EQ((Bytes{0x30, 0x00}), empty);
-}
-
-TEST(SNMPDataPacketRequest, BuildsTheWholeMessageWithAOneByteRequestId) {
     SNMPDataPacket packet;
-    Data pdu;
-    int size = packet.createPDUGetRequest(0x1234, {".1.3.6.1.2.1.43.5.1"}, pdu);
-    Bytes expectedPdu = {0xA0, 0x17, 0x02, 0x01, 0x34, 0x02, 0x01, 0x00, 0x02, 0x01, 0x00,
-                         0x30, 0x0E, 0x30, 0x0C, 0x06, 0x08, 0x2B, 0x06, 0x01, 0x02, 0x01,
-                         0x2B, 0x05, 0x01, 0x05, 0x00};
-    expectedPdu[1] = static_cast<unsigned char>(expectedPdu.size() - 2);
-    EXPECT_EQ(static_cast<int>(expectedPdu.size()), size);
-    EXPECT_EQ(expectedPdu, toBytes(pdu));
+    Data pdu, message;
+    packet.createPDUGetRequest(0x1234, {".1.3.6.1.2.1.43.5.1"}, pdu);
+    ASSERT_GT(packet.getSNMPPacket(&pdu, 1, "opencm", message), 0);
+    Bytes expected = {0x30, 0x26, 0x02, 0x01, 0x01, 0x04, 0x06, 'o', 'p', 'e', 'n', 'c', 'm',
+                      0xA0, 0x19, 0x02, 0x01, 0x34, 0x02, 0x01, 0x00, 0x02, 0x01, 0x00,
+                      0x30, 0x0E, 0x30, 0x0C, 0x06, 0x08, 0x2B, 0x06, 0x01, 0x02, 0x01, 0x2B, 0x05, 0x01, 0x05, 0x00};
+    EXPECT_EQ(expected, Bytes(message.get(), message.get() + message.size()));
 
-    Data message;
-    int messageSize = packet.getSNMPPacket(&pdu, 1, "opencm", message);
-    Bytes expected = {0x30, static_cast<unsigned char>(11 + expectedPdu.size()), 0x02, 0x01, 0x01,
-                      0x04, 0x06, 'o', 'p', 'e', 'n', 'c', 'm'};
-    expected.insert(expected.end(), expectedPdu.begin(), expectedPdu.end());
-    EXPECT_EQ(static_cast<int>(expected.size()), messageSize);
-    EXPECT_EQ(expected, toBytes(message));
-
-    Data empty;
-    Data untouched;
+    Data empty, untouched;
     EXPECT_EQ(0, packet.getSNMPPacket(&empty, 1, "opencm", untouched));
-    EXPECT_EQ(0, packet.getSNMPPacket(nullptr, 1, "opencm", untouched));
+    std::list<std::string> tooMany(400, ".1.3.6.1.4.1.5931.20480.100.6.3.1.1.8.1.1");
+    EXPECT_EQ(0, packet.createPDUGetRequest(1, tooMany, untouched));
     EXPECT_EQ(0, untouched.size());
 }
 
-TEST(SNMPDataPacketRequest, RefusesBindingsBeyondTheWorkingArea) {
-    std::list<std::string> many(400, ".1.3.6.1.4.1.5931.20480.100.6.3.1.1.8.1.1");
+TEST(SNMPDataPacketDecode, KeysValuesAsDesigned) {
     SNMPDataPacket packet;
-    Data pdu;
-    EXPECT_EQ(0, packet.createPDUGetRequest(1, many, pdu));
-    EXPECT_EQ(0, pdu.size());
-}
-
-TEST(SNMPDataPacketDecode, KeysStringsAndIntegersByValue) {
     Bytes message = snmptest::getResponse({
-        snmptest::stringBinding(kTrayOid, "Tray 1"),
-        snmptest::integerBinding(".1.3.6.1.2.1.43.5.1.1.2.1", 100000),  // keyed by 4 digits
-        snmptest::integerBinding(".1.3.6.1.2.1.43.5.1.1.3.1", 0xFF),    // unsigned reading
-        snmptest::stringBinding(".1.3.6.1.4.1.123456.7", "Duplexor"),   // arc cut to 4 digits
+        snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"),
+        snmptest::integerBinding(".1.3.6.1.2.1.43.5.1.1.2.1", 100000),       // four digits kept
+        snmptest::integerBinding(".1.3.6.1.2.1.43.5.1.1.3.1", 0xFF),         // read unsigned
+        snmptest::stringBinding(".1.3.6.1.4.1.123456.7", "Duplexor"),        // arc cut to four digits
         snmptest::stringBinding(".1.3.6.1.2.1.43.9.2.1.7.1.1", std::string("Bin 1\0junk", 10)),
+        snmptest::stringBinding(".1.3.6.1.2.1.43.9.2.1.7.1.2", "Bin 1"),     // same value: last wins
     });
-    SNMPDataPacket packet = decode(message);
+    packet.parsePDUGetResponse(message.data(), static_cast<int>(message.size()));
     std::map<std::string, std::string> expected = {
-        {"Tray 1", kTrayOid},
-        {"1000", ".1.3.6.1.2.1.43.5.1.1.2.1"},
-        {"255", ".1.3.6.1.2.1.43.5.1.1.3.1"},
-        {"Duplexor", ".1.3.6.1.4.1.1234.7"},
-        {"Bin 1", ".1.3.6.1.2.1.43.9.2.1.7.1.1"},
+        {"Tray 1", ".1.3.6.1.2.1.43.8.2.1.13.1.1"}, {"1000", ".1.3.6.1.2.1.43.5.1.1.2.1"},
+        {"255", ".1.3.6.1.2.1.43.5.1.1.3.1"},      {"Duplexor", ".1.3.6.1.4.1.1234.7"},
+        {"Bin 1", ".1.3.6.1.2.1.43.9.2.1.7.1.2"},
     };
     EXPECT_EQ(expected, packet.getResponseTable());
-
     std::string oid;
     EXPECT_TRUE(packet.getOIDValue("Tray 1", oid));
-    EXPECT_EQ(kTrayOid, oid);
-    EXPECT_FALSE(packet.getOIDValue("Tray 2", oid));
-    EXPECT_EQ("", oid);
-    EXPECT_EQ(1, packet.getOptionAvailability("Bin 1"));
-    EXPECT_EQ(0, packet.getOptionAvailability(std::string("Bin 1\0junk", 10)));
-
-    int requestId = 0, errorStatus = 0, errorIndex = 0, version = 0;
-    std::string community;
-    EXPECT_TRUE(packet.getRequestInfo(message.data(), static_cast<int>(message.size()), requestId, errorStatus,
-                                      errorIndex));
-    EXPECT_EQ(1, requestId);
-    EXPECT_EQ(0, errorStatus);
-    EXPECT_EQ(0, errorIndex);
-    EXPECT_TRUE(packet.getSnmpPacketInfo(message.data(), static_cast<int>(message.size()), version, community));
-    EXPECT_EQ(1, version);
-    EXPECT_EQ("opencm", community);
-}
-
-TEST(SNMPDataPacketDecode, ASecondEqualValueKeepsTheLastIdentifier) {
-    SNMPDataPacket packet = decode(snmptest::getResponse({
-        snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray"),
-        snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.2", "Tray"),
-    }));
-    ASSERT_EQ(1u, packet.getResponseTable().size());
-    EXPECT_EQ(".1.3.6.1.2.1.43.8.2.1.13.1.2", packet.getResponseTable().at("Tray"));
+    EXPECT_EQ(".1.3.6.1.2.1.43.8.2.1.13.1.1", oid);
+    EXPECT_EQ(0, packet.getOptionAvailability("Tray 2"));
 }
 
 TEST(SNMPDataPacketDecode, RejectedOrForeignMessagesLeaveTheTableEmpty) {
-    std::vector<snmptest::Binding> tray = {snmptest::stringBinding(kTrayOid, "Tray 1")};
-    Bytes errorStatus = snmptest::getResponse(tray, 2);
-    Bytes notSequence = snmptest::getResponse(tray);
-    notSequence[0] = 0x31;
+    std::vector<snmptest::Binding> tray = {snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1")};
     Bytes getRequest = snmptest::getResponse(tray);
-    getRequest[2 + 3 + 8] = 0xA0;  // the PDU tag after version and community
-    for (const Bytes& message : {errorStatus, notSequence, getRequest, Bytes{}}) {
-        SNMPDataPacket packet = decode(message);
-        EXPECT_TRUE(packet.getResponseTable().empty());
+    getRequest[13] = 0xA0;  // the PDU tag after version and community
+    for (const Bytes& message : {snmptest::getResponse(tray, 2), getRequest}) {
+        SNMPDataPacket packet;
+        packet.parsePDUGetResponse(message.data(), static_cast<int>(message.size()));
         EXPECT_EQ(-1, packet.getOptionAvailability("Tray 1"));
-        std::string oid;
-        EXPECT_FALSE(packet.getOIDValue("Tray 1", oid));
     }
-    SNMPDataPacket packet;
-    EXPECT_EQ(0, packet.parsePDUGetResponse(nullptr, 10));
 }
 
 TEST(SNMPDataPacketDecode, SkipsValuesOfOtherTypesByTheirOwnLength) {
     std::vector<snmptest::Binding> bindings = {snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1")};
-    const std::vector<snmptest::Binding> others = {
-        {".1.3.6.1.2.1.43.8.2.1.13.1.2", 0x05, {}},                  // NULL
-        {".1.3.6.1.2.1.43.8.2.1.13.1.3", 0x80, {}},                  // noSuchObject
-        {".1.3.6.1.2.1.43.8.2.1.13.1.4", 0x81, {}},                  // noSuchInstance
-        {".1.3.6.1.2.1.43.8.2.1.13.1.5", 0x82, {}},                  // endOfMibView
-        {".1.3.6.1.2.1.2.2.1.10.1", 0x41, {0x01, 0x02, 0x03, 0x04}},  // Counter32
-        {".1.3.6.1.2.1.2.2.1.5.1", 0x42, {0x3B, 0x9A, 0xCA, 0x00}},  // Gauge
-        {".1.3.6.1.2.1.1.3.0", 0x43, {0x00, 0xFF, 0xFF, 0xFF}},      // TimeTicks
-        {".1.3.6.1.2.1.1.2.0", 0x06, snmptest::oidContent(".1.3.6.1.4.1.99.1")},
-        {".1.3.6.1.2.1.25.2.3.1.3", 0x04, snmptest::textBytes(std::string(200, 'x'))},  // long form
-    };
+    // NULL, noSuchObject, noSuchInstance, endOfMibView, Counter32, Gauge, TimeTicks, an
+    // identifier, and a string long enough for the long length form of its binding.
+    const std::pair<unsigned char, Bytes> others[] = {
+        {0x05, {}}, {0x80, {}}, {0x81, {}}, {0x82, {}}, {0x41, {1, 2, 3, 4}}, {0x42, {0x3B, 0x9A, 0xCA, 0x00}},
+        {0x43, {0, 0xFF, 0xFF, 0xFF}}, {0x06, snmptest::oidContent(".1.3.6.1.4.1.99.1")}, {0x04, Bytes(200, 'x')}};
     for (const auto& other : others) {
-        bindings.push_back(other);
+        bindings.push_back({".1.3.6.1.2.1.1.3.0", other.first, other.second});
     }
     bindings.push_back(snmptest::stringBinding(".1.3.6.1.2.1.43.13.4.1.10.1.2", "Duplexor"));
-
-    SNMPDataPacket packet = decode(snmptest::getResponse(bindings));
-    EXPECT_EQ(1, packet.getOptionAvailability("Tray 1"));
-    EXPECT_EQ(1, packet.getOptionAvailability("Duplexor"));
-    std::string oid;
-    EXPECT_TRUE(packet.getOIDValue("Duplexor", oid));
-    EXPECT_EQ(".1.3.6.1.2.1.43.13.4.1.10.1.2", oid);
+    // Last, a binding whose length takes the long form without need, as some agents write it.
+    Bytes padded = {0x30, 0x82, 0x00, 0x0D, 0x06, 0x03, 0x2B, 0x06, 0x01, 0x04, 0x06, 'F', 'e', 'e', 'd', 'e', 'r'};
+    auto table = decode(snmptest::getResponse(bindings, 0, padded));
+    EXPECT_EQ(1u, table.count("Tray 1"));
+    EXPECT_EQ(".1.3.6.1.2.1.43.13.4.1.10.1.2", table["Duplexor"]);
+    EXPECT_EQ(".1.3.6.1", table["Feeder"]);
 }
 
-TEST(SNMPDataPacketDecode, TruncatedAnswersDecodeOnlyCompleteValues) {
+TEST(SNMPDataPacketDecode, TruncatedOrCorruptedAnswersDecodeNothingForeign) {
     Bytes message = snmptest::getResponse({
         snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"),
-        snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.2", "Tray 2"),
         snmptest::integerBinding(".1.3.6.1.2.1.43.5.1.1.2.1", 7),
+        {".1.3.6.1.2.1.1.3.0", 0x43, {0x00, 0xFF, 0xFF, 0xFF}},
+        snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.2", "Tray 2"),
     });
-    const auto full = decode(message).getResponseTable();
+    const auto full = decode(message);
     ASSERT_EQ(3u, full.size());
     for (size_t cut = 0; cut < message.size(); ++cut) {
-        Bytes truncated(message.begin(), message.begin() + static_cast<long>(cut));
-        SNMPDataPacket packet = decode(truncated);
-        for (const auto& entry : packet.getResponseTable()) {
-            auto it = full.find(entry.first);
-            ASSERT_NE(it, full.end()) << "cut at " << cut << ": " << entry.first;
-            EXPECT_EQ(it->second, entry.second);
+        for (const auto& entry : decode(Bytes(message.begin(), message.begin() + static_cast<long>(cut)))) {
+            EXPECT_EQ(full.count(entry.first), 1u) << "cut at " << cut << ": " << entry.first;
         }
     }
-}
-
-TEST(SNMPDataPacketDecode, LyingLengthsEndTheDecode) {
-    Bytes header = {0x30, 0x82, 0xFF, 0xFF, 0x02, 0x01, 0x01, 0x04, 0x06, 'o', 'p', 'e', 'n', 'c', 'm',
-                    0xA2, 0x84, 0xFF, 0xFF, 0xFF, 0xFF, 0x02, 0x01, 0x01, 0x02, 0x01, 0x00, 0x02, 0x01, 0x00};
-    const Bytes lists[] = {
-        // list claims 4 GiB, one binding claims more than there is
-        {0x30, 0x84, 0xFF, 0xFF, 0xFF, 0xFF, 0x30, 0x8F, 0xFF, 0x06, 0x03, 0x2B, 0x06, 0x01},
-        // string length beyond the end
-        {0x30, 0x0E, 0x30, 0x0C, 0x06, 0x03, 0x2B, 0x06, 0x01, 0x04, 0x7F, 'T', 'r', 'a', 'y'},
-        // identifier length beyond the end, arc with endless continuation bits
-        {0x30, 0x10, 0x30, 0x0E, 0x06, 0x40, 0x2B, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
-        // zero-length bindings
-        {0x30, 0x06, 0x30, 0x00, 0x30, 0x00, 0x30, 0x00},
-        // integer longer than 32 bits, then nothing
-        {0x30, 0x10, 0x30, 0x0E, 0x06, 0x02, 0x2B, 0x06, 0x02, 0x08, 1, 2, 3, 4, 5, 6, 7, 8},
-    };
-    for (const Bytes& list : lists) {
-        Bytes message = header;
-        message.insert(message.end(), list.begin(), list.end());
-        SNMPDataPacket packet = decode(message);
-        for (const auto& entry : packet.getResponseTable()) {
-            EXPECT_NE("Tray", entry.first);
-        }
-    }
-    // The 8-byte integer keeps its low 32 bits (0x05060708), rendered in four digits.
-    Bytes message = header;
-    message.insert(message.end(), std::begin(lists[4]), std::end(lists[4]));
-    EXPECT_EQ(1, decode(message).getOptionAvailability("8428"));
-}
-
-TEST(SNMPDataPacketDecode, SurvivesRandomCorruption) {
-    Bytes message = snmptest::getResponse({
-        snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"),
-        snmptest::integerBinding(".1.3.6.1.2.1.43.5.1.1.2.1", 100000),
-        {".1.3.6.1.2.1.1.3.0", 0x43, {0x00, 0xFF, 0xFF, 0xFF}},
-        snmptest::stringBinding(".1.3.6.1.2.1.43.9.2.1.7.1.1", "Standard Bin"),
-    });
+    // Lengths that claim more than the datagram holds end the decode; the loop ends.
     std::mt19937 random(1234);
     for (int round = 0; round < 5000; ++round) {
         Bytes corrupted = message;
-        int flips = 1 + static_cast<int>(random() % 4);
-        for (int i = 0; i < flips; ++i) {
+        for (int i = 0; i < 3; ++i) {
             corrupted[random() % corrupted.size()] = static_cast<unsigned char>(random());
         }
-        corrupted.resize(random() % (corrupted.size() + 1));
-        decode(corrupted);  // must end, and stay inside the buffer
+        decode(corrupted);
     }
 }
