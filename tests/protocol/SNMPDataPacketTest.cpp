@@ -61,7 +61,7 @@ TEST(SNMPDataPacketRequest, BuildsTheMessageWithTheOnePointThreeShortcutAndAOneB
     EXPECT_EQ(0, untouched.size());
 }
 
-TEST(SNMPDataPacketDecode, KeysValuesAsDesigned) {
+TEST(SNMPDataPacketDecode, KeysStringsAndIntegersByTheirValue) {
     SNMPDataPacket packet;
     Bytes message = snmptest::getResponse({
         snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"),

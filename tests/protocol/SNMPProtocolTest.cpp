@@ -34,7 +34,7 @@ TEST(SNMPProtocol, SendsTheWrappedRequestAndJoinsAnAnswerSplitOverDatagrams) {
     EXPECT_EQ(1, s.connection->closes);
 }
 
-TEST(SNMPProtocol, ReportsEachFailureWithItsDesignedCode) {
+TEST(SNMPProtocol, ReportsEachFailureWithItsOwnCode) {
     Data pdu(std::string("\xA0\x00", 2));
     Data answer;
     SNMPSetup silent;  // no answer at all: nothing to join
