@@ -1,0 +1,66 @@
+// SNMPProtocol: sends SNMP GetRequests over the network connection and joins the answer.
+#include "protocol/SNMPProtocol.h"
+
+#include "connection/Connection.h"
+#include "protocol/Response.h"
+#include "protocol/SNMPDataPacket.h"
+#include "support/Logger.h"
+
+SNMPProtocol::SNMPProtocol(Connection* connection) : Protocol(connection), community_("opencm") {
+    setProtocolType(PROTOCOL_SNMP);
+    setProtocolPort(kSNMPPort);
+}
+
+SNMPProtocol::~SNMPProtocol() = default;
+
+int SNMPProtocol::doRequest(Data* request, Data& answer) {
+    Logger logger("SNMPProtocol", "doRequest");
+    Connection* connection = getConnection();
+    if (connection == nullptr || request == nullptr) {
+        return -1;
+    }
+    int rc = connection->doOpen();
+    if (rc != 0) {
+        return rc;
+    }
+    logger.Log("%s", "Command buffer");
+    logger.LogData(request->get(), request->size());
+
+    Data message;
+    SNMPDataPacket packet;
+    packet.getSNMPPacket(request, kSNMPVersion, community_, message);
+    logger.Log("%s", "SNMP Packet buffer");
+    logger.LogData(message.get(), message.size());
+
+    rc = connection->doWrite(&message);
+    logger.Log("Send command. Return value =%d", rc);
+
+    Response* response = getResponseBuilder();
+    int sequence = 0;
+    while (rc == 0) {
+        Data* piece = new Data();
+        rc = connection->doRead(*piece);
+        logger.Log("%s", "Received buffer");
+        logger.LogData(piece->get(), piece->size());
+        if (response != nullptr) {
+            // The last, failed read is handed over too; an empty piece is not stored.
+            response->addData(sequence, piece);
+        } else {
+            delete piece;
+        }
+        ++sequence;
+        if (response != nullptr && response->getMaxSize() >= kMaxAnswerSize) {
+            logger.Log("%s", "Answer too large; no further datagrams read");
+            break;
+        }
+    }
+    connection->doClose();
+
+    if (sequence == 0) {
+        return 10;
+    }
+    if (response == nullptr) {
+        return -1;
+    }
+    return response->repackResponse(answer, 0);
+}
