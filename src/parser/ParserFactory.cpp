@@ -1,7 +1,17 @@
 // ParserFactory: creates the parser that fits a protocol.
 #include "parser/ParserFactory.h"
 
-#include "parser/Parser.h"
+#include "parser/CUPSSNMPParser.h"
+#include "parser/NPAParser.h"
+#include "parser/SNMPParser.h"
 
-// Placeholder until the parsers exist.
-Parser* ParserFactory::createParser(ProtocolType /*type*/) { return nullptr; }
+Parser* ParserFactory::createParser(ProtocolType type) {
+    switch (type) {
+        case PROTOCOL_NPA:
+            return new NPAParser();
+        case PROTOCOL_CUPS_SNMP:
+            return new CUPSSNMPParser();
+        default:
+            return new SNMPParser();
+    }
+}

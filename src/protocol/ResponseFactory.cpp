@@ -1,7 +1,17 @@
 // ResponseFactory: creates the response builder that fits a protocol.
 #include "protocol/ResponseFactory.h"
 
-#include "protocol/Response.h"
+#include "protocol/CUPSSNMPResp.h"
+#include "protocol/NPAResp.h"
+#include "protocol/SNMPResp.h"
 
-// Placeholder until the builders exist.
-Response* ResponseFactory::createResponseBuilder(ProtocolType /*type*/) { return nullptr; }
+Response* ResponseFactory::createResponseBuilder(ProtocolType type) {
+    switch (type) {
+        case PROTOCOL_NPA:
+            return new NPAResp();
+        case PROTOCOL_CUPS_SNMP:
+            return new CUPSSNMPResp();
+        default:
+            return new SNMPResp();
+    }
+}
