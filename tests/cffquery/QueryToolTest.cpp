@@ -1,6 +1,7 @@
 // Tests of the direct-mode query tool: arguments, the printer check, the request and the binary.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -229,7 +230,8 @@ TEST_F(QueryToolRequest, ReportsWhyNothingCameOut) {
 
 // Runs the built tool with |arguments|; its exit status, standard error and run time.
 int runTool(const std::string& arguments, std::string& err, double& seconds) {
-    std::string errPath = std::string(CFFQUERY_BINARY) + ".test-stderr";
+    // ctest runs tests in parallel processes: each needs a file of its own.
+    std::string errPath = std::string(CFFQUERY_BINARY) + ".test-stderr." + std::to_string(getpid());
     std::string command =
         "timeout 10 " + std::string(CFFQUERY_BINARY) + " " + arguments + " >/dev/null 2>" + errPath;
     auto start = std::chrono::steady_clock::now();
