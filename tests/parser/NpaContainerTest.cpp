@@ -61,11 +61,9 @@ TEST(NpaHeader, ReadsTheThreeBraceGroups) {
         ByteCursor header(reinterpret_cast<const unsigned char*>(text.data()), text.size());
         ASSERT_EQ(parser.ParseHeaderStringInfo(header), c.readable);
         if (c.readable) {
-            EXPECT_EQ(parser.idWidth(), c.widths[0]);
-            EXPECT_EQ(parser.typeWidth(), c.widths[1]);
-            EXPECT_EQ(parser.countWidth(), c.widths[2]);
-            EXPECT_EQ(parser.containerLengthWidth(), c.widths[3]);
-            EXPECT_EQ(parser.leafLengthWidth(), c.widths[4]);
+            EXPECT_EQ((std::vector<int>{parser.idWidth(), parser.typeWidth(), parser.countWidth(),
+                                        parser.containerLengthWidth(), parser.leafLengthWidth()}),
+                      std::vector<int>(c.widths, c.widths + 5));
         }
     }
 }
@@ -120,23 +118,21 @@ TEST(NpaWalk, DecodesTheSameTreeWithAnyFieldWidths) {
 TEST(NpaWalk, WideIdFieldKeepsItsLowByte) {
     NpaWidths widths;
     widths.id = 2;
-    // Ids 0x0102, 0x0104 and 0x0101 read as 2, 4 and 1: the leaf is "1.2.4.1".
-    E tree = E::container(1, {E::container(0x0102, {E::container(0x0104, {E::integer(0x0101, 7)}),
-                                                    E::container(0x0105, {E::integer(1, 3)})})});
-    Data answer = NpaAnswerBuilder(widths).buildData(tree);
-    RDCDuplexParser parser;
-    ASSERT_EQ(parser.parseData(&answer, CMD_CONFIGURATION), 0);
-    int duplex = 0;
-    parser.getDuplex(duplex);
-    EXPECT_EQ(duplex, 7);
-
-    // 0x0105 reads as 5: the leaf is "1.2.4.5", which is not the duplex leaf.
-    E other = E::container(1, {E::container(2, {E::container(0x0104, {E::integer(0x0105, 7)})})});
-    Data otherAnswer = NpaAnswerBuilder(widths).buildData(other);
-    RDCDuplexParser otherParser;
-    ASSERT_EQ(otherParser.parseData(&otherAnswer, CMD_CONFIGURATION), 0);
-    otherParser.getDuplex(duplex);
-    EXPECT_EQ(duplex, -1);
+    // Ids 0x0102, 0x0104 and 0x0101 read as 2, 4 and 1: the leaf is "1.2.4.1". 0x0105 reads
+    // as 5: "1.2.4.5" is not the duplex leaf.
+    const std::pair<NpaElement, int> cases[] = {
+        {E::container(1, {E::container(0x0102, {E::container(0x0104, {E::integer(0x0101, 7)}),
+                                                E::container(0x0105, {E::integer(1, 3)})})}), 7},
+        {E::container(1, {E::container(2, {E::container(0x0104, {E::integer(0x0105, 7)})})}), -1},
+    };
+    for (const auto& [tree, expected] : cases) {
+        Data answer = NpaAnswerBuilder(widths).buildData(tree);
+        RDCDuplexParser parser;
+        ASSERT_EQ(parser.parseData(&answer, CMD_CONFIGURATION), 0);
+        int duplex = 0;
+        parser.getDuplex(duplex);
+        EXPECT_EQ(duplex, expected);
+    }
 }
 
 TEST(NpaWalk, SkipsUnwantedContainersAndUnknownLeavesByTheirLengths) {

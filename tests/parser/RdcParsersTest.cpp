@@ -6,7 +6,6 @@
 #include "parser/RDCInputParser.h"
 #include "parser/RDCOutputParser.h"
 #include "parser/RDCSupplyParser.h"
-#include "support/Utility.h"
 
 namespace {
 
@@ -38,10 +37,8 @@ TEST(RdcInput, CollectsTraysInSequenceAndReportsTheManualFeeder) {
                                                                 E::integer(1, 2)})})})});
     const Case cases[] = {
         {"three trays",
-         trayTree({rdc::inputTray(1, 1, "T1"), rdc::inputTray(2, 2, "T2"),
-                   rdc::inputTray(3, 130, "Env")}),
-         {{1, "T1"}, {2, "T2"}, {130, "Env"}},
-         1},
+         trayTree({rdc::inputTray(1, 1, "T1"), rdc::inputTray(2, 2, "T2"), rdc::inputTray(3, 130, "Env")}),
+         {{1, "T1"}, {2, "T2"}, {130, "Env"}}, 1},
         {"no manual feeder", trayTree({rdc::inputTray(1, 1, "T1"), rdc::inputTray(2, 2, "T2")}),
          {{1, "T1"}, {2, "T2"}}, 0},
         {"ids outside the ranges",
@@ -88,8 +85,7 @@ TEST(RdcOutput, CollectsBinsAndFinishersWithTheirOwnRanges) {
     struct Case {
         const char* name;
         NpaElement tree;
-        OptionMap bins;
-        OptionMap finishers;
+        OptionMap bins, finishers;
     };
     const Case cases[] = {
         {"standard unit",
@@ -136,30 +132,16 @@ TEST(RdcGenInfo, ReadsTheCodePageLeaf) {
 
 supplyInfo_ makeSupply(int id, std::string name, int type, int maximum, int level) {
     supplyInfo_ s;
-    s.supplyId = id;
-    s.name = std::move(name);
-    s.secondText = "part-" + std::to_string(id);
-    s.extraNumber1 = 61;
-    s.type = type;
-    s.extraNumber2 = 14;
-    s.maxCapacity = maximum;
-    s.currentLevel = level;
-    s.extraNumber3 = 12;
-    s.extraNumber4 = 13;
+    std::tie(s.supplyId, s.name, s.secondText, s.type, s.maxCapacity, s.currentLevel) =
+        std::make_tuple(id, std::move(name), "part-" + std::to_string(id), type, maximum, level);
+    std::tie(s.extraNumber1, s.extraNumber2, s.extraNumber3, s.extraNumber4) = std::make_tuple(61, 14, 12, 13);
     return s;
 }
 
-void expectSameSupply(const supplyInfo_& actual, const supplyInfo_& expected) {
-    EXPECT_EQ(actual.supplyId, expected.supplyId);
-    EXPECT_EQ(actual.name, expected.name);
-    EXPECT_EQ(actual.secondText, expected.secondText);
-    EXPECT_EQ(actual.extraNumber1, expected.extraNumber1);
-    EXPECT_EQ(actual.type, expected.type);
-    EXPECT_EQ(actual.extraNumber2, expected.extraNumber2);
-    EXPECT_EQ(actual.maxCapacity, expected.maxCapacity);
-    EXPECT_EQ(actual.currentLevel, expected.currentLevel);
-    EXPECT_EQ(actual.extraNumber3, expected.extraNumber3);
-    EXPECT_EQ(actual.extraNumber4, expected.extraNumber4);
+// Every field of a record, for comparing whole records.
+auto fields(const supplyInfo_& s) {
+    return std::make_tuple(s.supplyId, s.name, s.secondText, s.extraNumber1, s.type, s.extraNumber2,
+                           s.maxCapacity, s.currentLevel, s.extraNumber3, s.extraNumber4);
 }
 
 std::vector<supplyInfo_> parseSupplies(const NpaElement& tree) {
@@ -183,8 +165,8 @@ TEST(RdcSupply, BuildsOneRecordPerSupplyInOrder) {
     std::vector<supplyInfo_> records = parseSupplies(rdc::root(
         {rdc::configuration({rdc::supplies({rdc::supply(1, black), rdc::supply(2, drum)})})}));
     ASSERT_EQ(records.size(), 2u);
-    expectSameSupply(records[0], black);
-    expectSameSupply(records[1], drum);
+    EXPECT_EQ(fields(records[0]), fields(black));
+    EXPECT_EQ(fields(records[1]), fields(drum));
 }
 
 TEST(RdcSupply, OutOfSequenceSupplyAndTheTrailingEmptyRecord) {
@@ -195,8 +177,8 @@ TEST(RdcSupply, OutOfSequenceSupplyAndTheTrailingEmptyRecord) {
          E::container(9, {E::integer(1, 77)})})}));
     // Supply 3 gets no record and writes nothing into supply 1's; "1.2.9" adds an empty one.
     ASSERT_EQ(records.size(), 2u);
-    expectSameSupply(records[0], first);
-    expectSameSupply(records[1], supplyInfo_());
+    EXPECT_EQ(fields(records[0]), fields(first));
+    EXPECT_EQ(fields(records[1]), fields(supplyInfo_()));
 }
 
 TEST(RdcSupply, WithoutSuppliesLeavesTheCallersListAlone) {
@@ -211,11 +193,6 @@ TEST(RdcSupply, WithoutSuppliesLeavesTheCallersListAlone) {
 }
 
 TEST(RdcSupply, ConvertsNamesFromTheReportedCodePage) {
-    std::string probe;
-    Utility::convertStringToUTF8(2009, "\x81", probe);
-    if (probe != "\xC3\xBC") {
-        GTEST_SKIP() << "text conversion of code page 2009 is not available in this build";
-    }
     supplyInfo_ toner = makeSupply(1, "Gr\x81n", 1, 100, 50);
     std::vector<supplyInfo_> records = parseSupplies(rdc::root(
         {rdc::generalInfo(2009), rdc::configuration({rdc::supplies({rdc::supply(1, toner)})})}));

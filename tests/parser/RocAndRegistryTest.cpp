@@ -80,23 +80,16 @@ TEST(NpaRegistry, RoutesEachAnswerToTheParsersOfItsCommand) {
     EXPECT_EQ(parser.parseData(&roc, CMD_ROC), 0);
     EXPECT_EQ(parser.parseData(&roc, static_cast<CommandID>(4)), NPA_DATA_RESPONSE_ERROR);
 
-    std::map<int, std::string> bins;
-    std::map<int, std::string> finishers;
-    int duplex = 9;
-    int manualFeeder = 9;
-    int flash = 0;
-    int codePage = 0;
+    std::map<int, std::string> bins, finishers;
+    int duplex = 9, manualFeeder = 9, flash = 0, codePage = 0;
     std::list<supplyInfo_*> records;
-    EXPECT_EQ(parser.getTrays(trays), 0);
-    EXPECT_EQ(parser.getBins(bins), 0);
-    EXPECT_EQ(parser.getFinishers(finishers), 0);
-    EXPECT_EQ(parser.getDuplex(duplex), 0);
-    EXPECT_EQ(parser.getManualFeeder(manualFeeder), 0);
-    EXPECT_EQ(parser.getFLash(flash), 0);
-    EXPECT_EQ(parser.getSupplyInfo(records), 0);
     // The supply answer's code page reaches the general-information parser through the
     // supply parser, the only way it is ever fed.
-    EXPECT_EQ(parser.getSNMPCodePage(codePage), 0);
+    EXPECT_EQ((std::vector<int>{parser.getTrays(trays), parser.getBins(bins), parser.getFinishers(finishers),
+                                parser.getDuplex(duplex), parser.getManualFeeder(manualFeeder),
+                                parser.getFLash(flash), parser.getSupplyInfo(records),
+                                parser.getSNMPCodePage(codePage)}),
+              std::vector<int>(8, 0));
 
     EXPECT_EQ(trays, (std::map<int, std::string>{{1, "T1"}, {130, "Env"}}));
     EXPECT_EQ(bins, (std::map<int, std::string>{{1, "Std"}}));
