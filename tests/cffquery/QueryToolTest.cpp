@@ -6,15 +6,13 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <sys/wait.h>
 
 #include "QueryTool.h"
 #include "connection/Connection.h"
 #include "connection/USBScriptedPlatform.h"
 #include "core/DevCommand.h"
-#include "parser/Parser.h"
+#include "helpers/StubParser.h"
 #include "ppd/IWriter.h"
 #include "protocol/Protocol.h"
 
@@ -138,17 +136,8 @@ struct FakeProtocol : Protocol {
     int doRequest(Data*, Data&) override { return 0; }
 };
 
-struct FakeParser : Parser {
+struct FakeParser : StubParser {
     ~FakeParser() override { events.push_back("delete parser"); }
-    int parseData(Data*, CommandID) override { return 0; }
-    int getSupplyInfo(std::list<supplyInfo_*>&) override { return 14; }
-    int getTrays(std::map<int, std::string>&) override { return 14; }
-    int getBins(std::map<int, std::string>&) override { return 14; }
-    int getDuplex(int&) override { return 14; }
-    int getFLash(int&) override { return 14; }
-    int getFinishers(std::map<int, std::string>&) override { return 14; }
-    int getSNMPCodePage(int&) override { return 14; }
-    int getManualFeeder(int&) override { return 14; }
 };
 
 struct FakeCommand : DevCommand {
@@ -230,18 +219,13 @@ TEST_F(QueryToolRequest, ReportsWhyNothingCameOut) {
 
 // Runs the built tool with |arguments|; its exit status, standard error and run time.
 int runTool(const std::string& arguments, std::string& err, double& seconds) {
-    // ctest runs tests in parallel processes: each needs a file of its own.
-    std::string errPath = std::string(CFFQUERY_BINARY) + ".test-stderr." + std::to_string(getpid());
-    std::string command =
-        "timeout 10 " + std::string(CFFQUERY_BINARY) + " " + arguments + " >/dev/null 2>" + errPath;
+    std::string command = "timeout 10 " + std::string(CFFQUERY_BINARY) + " " + arguments + " 2>&1 >/dev/null";
     auto start = std::chrono::steady_clock::now();
-    int status = std::system(command.c_str());
+    FILE* run = popen(command.c_str(), "r");
+    char chunk[512];
+    for (size_t got; run && (got = std::fread(chunk, 1, sizeof chunk, run)) > 0;) err.append(chunk, got);
+    int status = run ? pclose(run) : -1;
     seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    std::ifstream file(errPath);
-    std::stringstream text;
-    text << file.rdbuf();
-    err = text.str();
-    std::remove(errPath.c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
