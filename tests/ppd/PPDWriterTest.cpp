@@ -4,8 +4,9 @@
 #include <cstdio>
 #include <fstream>
 #include <memory>
+#include <tuple>
 
-#include "parser/Parser.h"
+#include "helpers/StubParser.h"
 #include "ppd/PPDFileModifier.h"
 #include "ppd/PPDStringModifier.h"
 #include "ppd/WriterFactory.h"
@@ -15,59 +16,31 @@
 namespace {
 
 // A parser that knows two trays and one supply and nothing else.
-struct SmallParser : Parser {
-    bool knowsNothing = false;
-    supplyInfo_ toner;
-    SmallParser() {
-        toner.supplyId = 1;
-        toner.name = "Black";
-        toner.type = 1;
-        toner.maxCapacity = 10;
-        toner.currentLevel = 5;
+struct SmallParser : StubParser {
+    explicit SmallParser(bool knowsNothing = false) : StubParser(knowsNothing ? kParserStatusNotAvailable : 0) {
+        std::tie(toner.supplyId, toner.name, toner.type, toner.maxCapacity, toner.currentLevel) =
+            std::make_tuple(1, "Black", 1, 10, 5);
     }
-    int parseData(Data*, CommandID) override { return 0; }
     int getSupplyInfo(std::list<supplyInfo_*>& out) override {
-        if (!knowsNothing) {
-            out.push_back(&toner);
-        }
-        return status();
+        if (status_ == 0) out.push_back(&toner);
+        return status_;
     }
-    int getTrays(std::map<int, std::string>& out) override {
-        out = {{1, "A"}, {2, "B"}};
-        return status();
-    }
-    int getBins(std::map<int, std::string>&) override { return status(); }
-    int getDuplex(int& out) override {
-        out = 0;
-        return status();
-    }
-    int getFLash(int&) override { return status(); }
-    int getFinishers(std::map<int, std::string>&) override { return status(); }
-    int getSNMPCodePage(int&) override { return status(); }
-    int getManualFeeder(int&) override { return status(); }
-    int status() const { return knowsNothing ? kParserStatusNotAvailable : 0; }
+    int getTrays(std::map<int, std::string>& out) override { return out = {{1, "A"}, {2, "B"}}, status_; }
+    int getDuplex(int& out) override { return out = 0, status_; }
+    supplyInfo_ toner;
 };
 
 // A temporary file that the writer's stream writes into.
-class Capture {
-public:
-    Capture() : file_(std::tmpfile()) {}
-    ~Capture() { std::fclose(file_); }
-    FILE* file() { return file_; }
+struct Capture {
+    FILE* file = std::tmpfile();
+    ~Capture() { std::fclose(file); }
     std::string text() {
-        std::fflush(file_);
-        std::rewind(file_);
-        std::string out;
-        char buffer[512];
-        size_t n;
-        while ((n = std::fread(buffer, 1, sizeof buffer, file_)) > 0) {
-            out.append(buffer, n);
-        }
+        std::fseek(file, 0, SEEK_END);
+        std::string out(static_cast<size_t>(std::ftell(file)), '\0');
+        std::rewind(file);
+        out.resize(std::fread(out.data(), 1, out.size(), file));
         return out;
     }
-
-private:
-    FILE* file_;
 };
 
 TEST(PPDStringWriter, WritesOnePrefixedLineInKeywordOrder) {
@@ -79,23 +52,19 @@ TEST(PPDStringWriter, WritesOnePrefixedLineInKeywordOrder) {
     };
     const Case cases[] = {
         {REQ_INSTALLABLE_OPTIONS, false, 0,
-         "PPD: DefaultDuplex=None DefaultEnvFeeder=NotInstalledM DefaultFlash=NotInstalledF "
-         "DefaultOptDuplex=NotInstalledM "
-         "DefaultOptOutputBins=StandardBin DefaultOutputFinisher=NotInstalledM "
-         "DefaultTrays=Tray12 \n"},
+         "PPD: DefaultDuplex=None DefaultEnvFeeder=NotInstalledM DefaultFlash=NotInstalledF DefaultOptDuplex="
+         "NotInstalledM DefaultOptOutputBins=StandardBin DefaultOutputFinisher=NotInstalledM DefaultTrays=Tray12 \n"},
         {REQ_SUPPLY_LEVELS, false, 0,
-         "ATTR: marker-colors=#000000 marker-levels=50 marker-names='\"Black\"' "
-         "marker-types=toner \n"},
+         "ATTR: marker-colors=#000000 marker-levels=50 marker-names='\"Black\"' marker-types=toner \n"},
         {REQ_INSTALLABLE_OPTIONS, true, -1, ""},
         {REQ_DUPLEX_OPTIONS, false, -1, ""},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.line);
         Capture capture;
-        SmallParser parser;
-        parser.knowsNothing = c.knowsNothing;
+        SmallParser parser(c.knowsNothing);
         PPDStringModifier writer;
-        writer.setOutputMode(new WriterSTDERR(capture.file()));
+        writer.setOutputMode(new WriterSTDERR(capture.file));
         EXPECT_EQ(writer.writeData(c.type, &parser), c.result);
         EXPECT_EQ(capture.text(), c.line);
     }
@@ -113,27 +82,20 @@ TEST(PPDStringWriter, FormatsOnlyRequestTypesWithAPrefix) {
 
 TEST(PPDFileWriter, RewritesTheFirstLineOfEachKeyword) {
     std::string path = std::string(CFF_BINARY_DIR) + "/ppd-writer-test.ppd";
-    {
-        std::ofstream ppd(path);
-        ppd << "*PPD-Adobe: \"4.3\"\n"
-               "*DefaultTrays: Tray1\n"
-               "*OpenUI *DefaultTrays/Trays: PickOne\n"
-               "*DefaultFlash: NotInstalledF\n";
-    }
+    std::ofstream(path) << "*PPD-Adobe: \"4.3\"\n*DefaultTrays: Tray1\n*OpenUI *DefaultTrays/Trays: PickOne\n"
+                           "*DefaultFlash: NotInstalledF\n";
     Capture capture;
     SmallParser parser;
     PPDFileModifier writer(path);
-    writer.setOutputMode(new WriterSTDOUT(capture.file()));
+    writer.setOutputMode(new WriterSTDOUT(capture.file));
     EXPECT_EQ(writer.writeData(REQ_INSTALLABLE_OPTIONS, &parser), 0);
     EXPECT_EQ(capture.text(),
-              "*PPD-Adobe: \"4.3\"\n"
-              "*DefaultTrays: Tray12\n"
-              "*OpenUI *DefaultTrays/Trays: PickOne\n"
+              "*PPD-Adobe: \"4.3\"\n*DefaultTrays: Tray12\n*OpenUI *DefaultTrays/Trays: PickOne\n"
               "*DefaultFlash: NotInstalledF\n\n");
     std::remove(path.c_str());
 
     PPDFileModifier missing(path);
-    missing.setOutputMode(new WriterSTDOUT(capture.file()));
+    missing.setOutputMode(new WriterSTDOUT(capture.file));
     EXPECT_EQ(missing.writeData(REQ_INSTALLABLE_OPTIONS, &parser), -1);
 }
 
