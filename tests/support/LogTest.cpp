@@ -21,6 +21,14 @@ struct FixedUtcClock {
     ~FixedUtcClock() { Clock::setNowFunction(nullptr); }
 };
 const std::string kStamp = "[01:02:03:045]";
+
+// The log turned on into a private file, stderr collected, the clock fixed.
+struct EnabledLog {
+    TempLog temp;
+    OutputCapture err{2};
+    EnabledLog() { temp.enable(); }
+    FixedUtcClock clock;
+};
 }  // namespace
 
 TEST(LogSettings, MarkerFileDecidesLoggingAndGetsTheModuleEntry) {
@@ -65,13 +73,9 @@ TEST(LogSettings, MarkerFileDecidesLoggingAndGetsTheModuleEntry) {
 }
 
 TEST(Logger, FormatsTimeStampClampedIndentationAndLineKinds) {
-    TempLog temp;
-    OutputCapture err(2);
-    temp.enable();
-    FixedUtcClock clock;
+    EnabledLog log;
     struct Case {
-        int depth;
-        int kind;
+        int depth, kind;
         std::string expected;
     };
     const std::vector<Case> cases = {
@@ -88,10 +92,7 @@ TEST(Logger, FormatsTimeStampClampedIndentationAndLineKinds) {
 }
 
 TEST(Logger, NestedTraceBalancesDepthAndLogReturnEndsTheScopeOnce) {
-    TempLog temp;
-    OutputCapture err(2);
-    temp.enable();
-    FixedUtcClock clock;
+    EnabledLog log;
     const std::string longText(5000, 'q');
     {
         Logger outer("Outer", "run()");
@@ -113,7 +114,7 @@ TEST(Logger, NestedTraceBalancesDepthAndLogReturnEndsTheScopeOnce) {
         }
         expected += kStamp + text + "\n";
     }
-    EXPECT_EQ(temp.log(), expected);
+    EXPECT_EQ(log.temp.log(), expected);
     EXPECT_EQ(Logger::indentation_, 0);
 }
 

@@ -42,42 +42,35 @@ std::string viaIconv(const std::string& in) {
 
 TEST(UtilityHost, ReleaseTextGivesMajorMinorAndSpoolerGeneration) {
     struct Case {
+        int unameResult;
         std::string sysname, release;
+        int result;
         SysOSType os;
-        int major;
+        int major, minor;
         bool cups20;
     };
     const std::vector<Case> cases = {
-        {"Darwin", "13.4.0", SYS_OS_DARWIN, 9, false},
-        {"Darwin", "14.0.0", SYS_OS_DARWIN, 10, true},
-        {"Darwin", "23.1", SYS_OS_DARWIN, 19, true},
-        {"Darwin", "10", SYS_OS_DARWIN, 6, false},
-        {"Linux", "6.1.0-18-amd64", SYS_OS_OTHER, 6, false},
-        {"Linux", "15.2.7", SYS_OS_OTHER, 15, false},
+        {0, "Darwin", "13.4.0", 0, SYS_OS_DARWIN, 9, 0, false},
+        {0, "Darwin", "14.0.0", 0, SYS_OS_DARWIN, 10, 0, true},
+        {0, "Darwin", "23.1", 0, SYS_OS_DARWIN, 19, 0, true},
+        {0, "Darwin", "10", 0, SYS_OS_DARWIN, 6, 0, false},
+        {0, "Linux", "6.1.0-18-amd64", 0, SYS_OS_OTHER, 6, 0, false},
+        {0, "Linux", "15.2.7", 0, SYS_OS_OTHER, 15, 0, false},
+        // Unreadable host facts leave the numbers alone and give no new spooler.
+        {-1, "Darwin", "20.0.0", -1, SYS_OS_OTHER, 42, 7, false},
     };
     for (const Case& c : cases) {
-        FakeUname host(0, c.sysname, c.release);
+        SCOPED_TRACE(c.sysname + " " + c.release);
+        FakeUname host(c.unameResult, c.sysname, c.release);
         SysOSType os = SYS_OS_DARWIN;
-        int major = -1;
-        int minor = -1;
-        EXPECT_EQ(Utility::getCurrentOSDetails(os, major, minor), 0);
-        EXPECT_EQ(os, c.os) << c.release;
-        EXPECT_EQ(major, c.major) << c.release;
-        EXPECT_EQ(minor, 0) << c.release;
-        EXPECT_EQ(Utility::isCUPS_2_0(), c.cups20) << c.sysname << " " << c.release;
+        int major = 42;
+        int minor = 7;
+        EXPECT_EQ(Utility::getCurrentOSDetails(os, major, minor), c.result);
+        EXPECT_EQ(os, c.os);
+        EXPECT_EQ(major, c.major);
+        EXPECT_EQ(minor, c.minor);
+        EXPECT_EQ(Utility::isCUPS_2_0(), c.cups20);
     }
-}
-
-TEST(UtilityHost, UnreadableHostFactsLeaveNumbersAndGiveNoNewSpooler) {
-    FakeUname host(-1, "Darwin", "20.0.0");
-    SysOSType os = SYS_OS_DARWIN;
-    int major = 42;
-    int minor = 7;
-    EXPECT_EQ(Utility::getCurrentOSDetails(os, major, minor), -1);
-    EXPECT_EQ(os, SYS_OS_OTHER);
-    EXPECT_EQ(major, 42);
-    EXPECT_EQ(minor, 7);
-    EXPECT_FALSE(Utility::isCUPS_2_0());
 }
 
 TEST(UtilityConvert, EachCodePageConvertsOrPassesTheTextOnWithItsLogLine) {
