@@ -82,27 +82,28 @@ TEST(ConnectionFactory, ChoosesTransportOnSpoolerBefore2_0) {
 }
 
 TEST(ConnectionFactory, SupplyReportAsFilterOnSpooler2_0UsesSideChannel) {
-    Utility::setUnameFunction([](std::string& sysname, std::string& release) {
-        sysname = "Darwin";
-        release = "14.0.0";
-        return 0;
+    struct Darwin14 {
+        Darwin14() {
+            Utility::setUnameFunction([](std::string& sysname, std::string& release) {
+                sysname = "Darwin";
+                release = "14.0.0";
+                return 0;
+            });
+            Utility::refreshCUPS_2_0();
+        }
+        ~Darwin14() {
+            Utility::setUnameFunction({});
+            Utility::refreshCUPS_2_0();
+        }
+    } host;
+    ASSERT_TRUE(Utility::isCUPS_2_0());
+    expectChoices({
+        {EXEC_FILTER, "socket://10.0.0.5:9100/", REQ_SUPPLY_LEVELS, "CupsBackendSNMPConnection"},
+        {EXEC_FILTER, kDnssdUri, REQ_SUPPLY_LEVELS, "CupsBackendSNMPConnection"},
+        {EXEC_FILTER, "", REQ_SUPPLY_LEVELS, "CupsBackendSNMPConnection"},
+        {EXEC_DIRECT, "socket://10.0.0.5:9100/", REQ_SUPPLY_LEVELS, "NetworkConnection"},
+        {EXEC_FILTER, "socket://10.0.0.5:9100/", REQ_INSTALLABLE_OPTIONS, "NetworkConnection"},
+        {EXEC_FILTER, "usb://Maker/Model", REQ_SUPPLY_LEVELS, "CupsBackendConnection"},
+        {EXEC_DIRECT, "usb://Maker/Model", REQ_SUPPLY_LEVELS, "USBConnection"},
     });
-    Utility::refreshCUPS_2_0();
-    bool faked = Utility::isCUPS_2_0();
-    if (faked) {
-        expectChoices({
-            {EXEC_FILTER, "socket://10.0.0.5:9100/", REQ_SUPPLY_LEVELS, "CupsBackendSNMPConnection"},
-            {EXEC_FILTER, kDnssdUri, REQ_SUPPLY_LEVELS, "CupsBackendSNMPConnection"},
-            {EXEC_FILTER, "", REQ_SUPPLY_LEVELS, "CupsBackendSNMPConnection"},
-            {EXEC_DIRECT, "socket://10.0.0.5:9100/", REQ_SUPPLY_LEVELS, "NetworkConnection"},
-            {EXEC_FILTER, "socket://10.0.0.5:9100/", REQ_INSTALLABLE_OPTIONS, "NetworkConnection"},
-            {EXEC_FILTER, "usb://Maker/Model", REQ_SUPPLY_LEVELS, "CupsBackendConnection"},
-            {EXEC_DIRECT, "usb://Maker/Model", REQ_SUPPLY_LEVELS, "USBConnection"},
-        });
-    }
-    Utility::setUnameFunction({});
-    Utility::refreshCUPS_2_0();
-    if (!faked) {
-        GTEST_SKIP() << "the host-facts seam does not fake a Darwin 14 host in this build";
-    }
 }

@@ -13,16 +13,12 @@
 #include "helpers/FdSlot.h"
 #include "helpers/ScriptedBackChannel.h"
 #include "helpers/ScriptedSideChannel.h"
+#include "helpers/TestUtil.h"
 
 namespace {
 
-std::string text(const Data& data) {
-    return data.get() ? std::string(reinterpret_cast<const char*>(data.get()), data.size()) : "";
-}
-
-double secondsSince(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
+using cfftest::secondsSince;
+using cfftest::text;
 
 // A stream on a pipe, kept clear of fds 3 and 4. |full|: the pipe is non-blocking and
 // already full, so a write comes up short; otherwise its read end is closed (EPIPE).
@@ -77,8 +73,7 @@ TEST(CupsBackendConnection, FailedWriteIsSettledByDrainOrFails) {
         const char* what;
         bool readerGone;     // EPIPE: nothing to drain
         bool sideChannel;    // fd 4 open
-        int drainStatus;
-        int expected;
+        int drainStatus, expected;
         size_t drains;
     } cases[] = {
         {"short write, drained", false, true, CUPS_SC_STATUS_OK, 0, 1},

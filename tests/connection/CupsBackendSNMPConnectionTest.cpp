@@ -10,12 +10,11 @@
 #include "connection/CupsBackendSNMPConnection.h"
 #include "helpers/FdSlot.h"
 #include "helpers/ScriptedSideChannel.h"
+#include "helpers/TestUtil.h"
 
 namespace {
 
-std::string text(const Data& data) {
-    return data.get() ? std::string(reinterpret_cast<const char*>(data.get()), data.size()) : "";
-}
+using cfftest::text;
 
 const char* kLevels = "1.3.6.1.2.1.43.11.1.1.9";
 
@@ -91,8 +90,7 @@ TEST(CupsBackendSNMPConnection, WalkThatFailsGivesMinusOne) {
         ASSERT_TRUE(slow.ok());
         auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(connection.doWrite(&request), -1);
-        EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(),
-                  0.75);
+        EXPECT_LT(cfftest::secondsSince(start), 0.75);
     }
     {
         cfftest::FdSlot sideChannel(4);

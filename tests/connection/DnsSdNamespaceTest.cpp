@@ -13,16 +13,11 @@
 #include "connection/ConnectionFactory.h"
 #include "connection/DNSServiceResolver.h"
 #include "connection/NetworkConnection.h"
+#include "helpers/OutputCapture.h"
+#include "helpers/TestUtil.h"
 #include "helpers/UdpPeer.h"
-#include "protocol/Protocol.h"
 
 namespace {
-
-class PortProtocol : public Protocol {
-public:
-    explicit PortProtocol(int port) : Protocol(nullptr) { setProtocolPort(port); }
-    int doRequest(Data*, Data&) override { return -1; }
-};
 
 const int kServicePort = 9300;
 
@@ -34,26 +29,17 @@ void resolveAndExchangeInsideNamespace() {
 
     // What the DNS-SD library prints (it refuses the force-multicast flag) must not reach
     // the spooler.
-    std::FILE* captured = std::tmpfile();
-    ASSERT_NE(captured, nullptr);
-    std::fflush(stderr);
-    int saved = dup(2);
-    dup2(fileno(captured), 2);
+    OutputCapture err(2);
     std::unique_ptr<Connection> connection(ConnectionFactory::createConnection(
         EXEC_FILTER, "dnssd://CFF%20Test%20Printer._pdl-datastream._tcp.local./?uuid=1",
         REQ_INSTALLABLE_OPTIONS));
-    std::fflush(stderr);
-    dup2(saved, 2);
-    close(saved);
-    off_t written = lseek(fileno(captured), 0, SEEK_END);
-    std::fclose(captured);
-    EXPECT_EQ(written, 0) << "the DNS-SD library wrote to standard error";
+    EXPECT_EQ(err.text(), "") << "the DNS-SD library wrote to standard error";
 
     auto* network = dynamic_cast<NetworkConnection*>(connection.get());
     ASSERT_NE(network, nullptr);
     EXPECT_EQ(network->getHostAddress(), "10.77.0.1");
 
-    PortProtocol protocol(port);
+    cfftest::PortProtocol protocol(port);
     network->setProtocol(&protocol);
     NetworkConnection::setReadGraceMicroseconds(50000);
     network->setTimeoutVal(2.0);
@@ -62,7 +48,7 @@ void resolveAndExchangeInsideNamespace() {
     ASSERT_EQ(network->doWrite(&request), 0);
     Data answer;
     ASSERT_EQ(network->doRead(answer), 0);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(answer.get()), answer.size()), "pong");
+    EXPECT_EQ(cfftest::text(answer), "pong");
     EXPECT_EQ(printer.received(), std::vector<std::string>{"ping"});
     NetworkConnection::setReadGraceMicroseconds(250000);
 
@@ -71,8 +57,7 @@ void resolveAndExchangeInsideNamespace() {
     resolver.setTimeoutVal(1.0);
     auto start = std::chrono::steady_clock::now();
     NetworkConnection unresolved("dnssd://Nobody._pdl-datastream._tcp.local./", {{"dnssd", &resolver}});
-    double waited =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    double waited = cfftest::secondsSince(start);
     EXPECT_EQ(unresolved.getHostAddress(), "Nobody._pdl-datastream._tcp.local.");
     EXPECT_GE(waited, 0.9);
     EXPECT_LT(waited, 2.0);
@@ -91,23 +76,12 @@ TEST(DnsSdNamespace, ResolvesPublishedServiceAndReachesIt) {
     if (std::system("unshare -n -m -p -f true >/dev/null 2>&1") != 0) {
         GTEST_SKIP() << "cannot create private network, mount and PID namespaces";
     }
-    char self[4096];
-    ssize_t length = readlink("/proc/self/exe", self, sizeof(self) - 1);
-    ASSERT_GT(length, 0);
-    self[length] = '\0';
     std::string command = std::string("unshare -n -m -p -f bash ") + CFF_SOURCE_DIR +
-                          "/tests/connection/avahi-namespace.sh " +
-                          std::to_string(kServicePort) + " " + self +
+                          "/tests/connection/avahi-namespace.sh " + std::to_string(kServicePort) + " " +
+                          cfftest::selfPath() +
                           " --gtest_filter=DnsSdNamespace.ResolvesPublishedServiceAndReachesIt 2>&1";
-    std::FILE* run = popen(command.c_str(), "r");
-    ASSERT_NE(run, nullptr);
     std::string output;
-    char chunk[1024];
-    size_t count;
-    while ((count = std::fread(chunk, 1, sizeof(chunk), run)) > 0) {
-        output.append(chunk, count);
-    }
-    int status = pclose(run);
+    int status = cfftest::runCommand(command, output);
     int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     if (code == 77) {
         GTEST_SKIP() << output;

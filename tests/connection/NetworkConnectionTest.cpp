@@ -5,25 +5,14 @@
 #include <string>
 
 #include "connection/NetworkConnection.h"
+#include "helpers/TestUtil.h"
 #include "helpers/UdpPeer.h"
-#include "protocol/Protocol.h"
 
 namespace {
 
-// A protocol that only names the port of the scripted peer.
-class PortProtocol : public Protocol {
-public:
-    explicit PortProtocol(int port) : Protocol(nullptr) { setProtocolPort(port); }
-    int doRequest(Data*, Data&) override { return -1; }
-};
-
-std::string text(const Data& data) {
-    return data.get() ? std::string(reinterpret_cast<const char*>(data.get()), data.size()) : "";
-}
-
-double secondsSince(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
+using cfftest::PortProtocol;
+using cfftest::secondsSince;
+using cfftest::text;
 
 // Every test shortens the fixed part of the read wait and restores it.
 class NetworkConnectionTest : public ::testing::Test {
@@ -36,8 +25,7 @@ protected:
 
 TEST_F(NetworkConnectionTest, TakesHostFromUriIgnoringPortAndPath) {
     struct {
-        const char* uri;
-        const char* host;
+        const char *uri, *host;
     } cases[] = {
         {"socket://10.0.0.5:9100/", "10.0.0.5"},
         {"ipp://printer.example.com/ipp/print", "printer.example.com"},

@@ -1,20 +1,16 @@
 // Tests for splitting DNS-SD service instance names and for resolution without a daemon.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <cstdio>
 #include <string>
 
 #include "connection/DNSServiceResolver.h"
 #include "connection/NetworkConnection.h"
+#include "helpers/OutputCapture.h"
+#include "helpers/TestUtil.h"
 
 TEST(URLResolver, SplitsInstanceIntoNameTypeAndDomain) {
     struct {
-        std::string instance;
-        std::string name;
+        std::string instance, name;
         int nameResult;
         std::string type;
         int typeResult;
@@ -63,23 +59,11 @@ TEST(DNSServiceResolver, FailsQuietlyWithinItsBoundWithoutDaemon) {
     EXPECT_EQ(resolver.resolveService("Printer"), -1);
 
     // Whatever the DNS-SD library has to say must not reach the spooler's status pipe.
-    std::FILE* captured = std::tmpfile();
-    ASSERT_NE(captured, nullptr);
-    std::fflush(stderr);
-    int saved = dup(2);
-    dup2(fileno(captured), 2);
+    OutputCapture err(2);
     auto start = std::chrono::steady_clock::now();
-    int result = resolver.resolveService("My%20Printer._pdl-datastream._tcp.local.");
-    double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    std::fflush(stderr);
-    dup2(saved, 2);
-    close(saved);
-    off_t written = lseek(fileno(captured), 0, SEEK_END);
-    std::fclose(captured);
-
-    EXPECT_EQ(result, -1);
-    EXPECT_LT(elapsed, 2.5);
-    EXPECT_EQ(written, 0) << "the DNS-SD library wrote to standard error";
+    EXPECT_EQ(resolver.resolveService("My%20Printer._pdl-datastream._tcp.local."), -1);
+    EXPECT_LT(cfftest::secondsSince(start), 2.5);
+    EXPECT_EQ(err.text(), "") << "the DNS-SD library wrote to standard error";
     EXPECT_EQ(resolver.getHostName(), "");
 }
 

@@ -4,6 +4,7 @@
 
 #include "connection/USBConnection.h"
 #include "connection/USBScriptedPlatform.h"
+#include "helpers/TestUtil.h"
 
 using testing::ElementsAre;
 
@@ -172,7 +173,7 @@ TEST_F(USBConnectionOpened, ReadsUpTo512BytesWithTheTwoTimeOuts) {
     connection.setTimeoutVal(0.2);
     platform.reads.push_back({kUsbSuccess, {1, 2, 3}});
     EXPECT_EQ(connection.doRead(answer), 0);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(answer.get()), answer.size()), "\x01\x02\x03");
+    EXPECT_EQ(cfftest::text(answer), "\x01\x02\x03");
 
     ASSERT_EQ(platform.readCalls.size(), 2u);
     EXPECT_EQ(platform.readCalls[0].pipeRef, 2);
@@ -198,7 +199,7 @@ TEST_F(USBConnectionOpened, ReadResultsByPlatformStatus) {
         Data answer(std::string("old"));
         EXPECT_EQ(connection.doRead(answer), c.result) << c.status;
         EXPECT_EQ(platform.events, c.events) << c.status;
-        EXPECT_EQ(std::string(reinterpret_cast<char*>(answer.get()), answer.size()), "old");
+        EXPECT_EQ(cfftest::text(answer), "old");
     }
 }
 

@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "connection/LibusbPlatform.h"
+#include "helpers/TestUtil.h"
 
 namespace {
 
@@ -22,21 +23,9 @@ const char* kInnerRunVariable = "CFF_TEST_INSIDE_UMOCKDEV";
 const char* kMockedPrinter =
     "P: /devices/pci0000:00/0000:00:14.0/usb1/1-1\n"
     "N: bus/usb/001/002\n"
-    "E: DEVNAME=/dev/bus/usb/001/002\n"
-    "E: DEVTYPE=usb_device\n"
-    "E: DRIVER=usb\n"
-    "E: BUSNUM=001\n"
-    "E: DEVNUM=002\n"
-    "E: MAJOR=189\n"
-    "E: MINOR=1\n"
-    "E: SUBSYSTEM=usb\n"
-    "A: busnum=1\n"
-    "A: devnum=2\n"
-    "A: idVendor=04aa\n"
-    "A: idProduct=0021\n"
-    "A: bConfigurationValue=1\n"
-    "A: bNumConfigurations=1\n"
-    "A: speed=480\n"
+    "E: DEVNAME=/dev/bus/usb/001/002\nE: DEVTYPE=usb_device\nE: DRIVER=usb\nE: BUSNUM=001\nE: DEVNUM=002\n"
+    "E: MAJOR=189\nE: MINOR=1\nE: SUBSYSTEM=usb\nA: busnum=1\nA: devnum=2\nA: idVendor=04aa\n"
+    "A: idProduct=0021\nA: bConfigurationValue=1\nA: bNumConfigurations=1\nA: speed=480\n"
     "H: descriptors="
     "120100020000004" "0AA042100000101020301"
     "09024000020100C032"
@@ -47,8 +36,7 @@ const char* kMockedPrinter =
 
 TEST(USBLibusbPlatform, MapsLibusbErrorsOntoPlatformStatuses) {
     struct Case {
-        int error;
-        int status;
+        int error, status;
     } cases[] = {
         {LIBUSB_SUCCESS, kUsbSuccess},
         {LIBUSB_ERROR_PIPE, kIOUSBPipeStalled},
@@ -68,17 +56,12 @@ TEST(USBLibusbPlatform, ReadsTheDescriptorsOfAnEmulatedPrinter) {
     if (std::system("command -v umockdev-run >/dev/null 2>&1") != 0) {
         GTEST_SKIP() << "umockdev-run is not installed (Debian package umockdev)";
     }
-    char self[4096];
-    ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
-    ASSERT_GT(length, 0);
-    self[length] = '\0';
-
     std::string base = std::string(CFF_BINARY_DIR) + "/usb-mocked-printer-" + std::to_string(getpid());
     std::ofstream(base + ".umockdev") << kMockedPrinter;
     // umockdev works by preloading a library, which a sanitizer build must be told to accept.
     std::string command = std::string(kInnerRunVariable) +
                           "=1 ASAN_OPTIONS=verify_asan_link_order=0 timeout 20 umockdev-run --device " + base +
-                          ".umockdev -- " + self +
+                          ".umockdev -- " + cfftest::selfPath() +
                           " --gtest_filter='USBLibusbPlatformEmulated.*' >" + base + ".out 2>&1";
     int status = std::system(command.c_str());
     std::stringstream output;
@@ -113,8 +96,7 @@ TEST(USBLibusbPlatformEmulated, ListsAndOpensThePrinter) {
     ASSERT_EQ(device->getInterfaceCount(), 2);
 
     struct Expected {
-        int interfaceClass;
-        int interfaceSubClass;
+        int interfaceClass, interfaceSubClass;
         std::vector<UsbPipeProperties> pipes;
     } expected[] = {
         {255, 0, {{kUsbDirectionIn, 3, kUsbTransferInterrupt, 8, 10}}},
@@ -130,18 +112,16 @@ TEST(USBLibusbPlatformEmulated, ListsAndOpensThePrinter) {
         usbInterface->getInterfaceClass(interfaceClass);
         usbInterface->getInterfaceSubClass(interfaceSubClass);
         usbInterface->getNumEndpoints(count);
-        EXPECT_EQ(interfaceClass, expected[index].interfaceClass);
-        EXPECT_EQ(interfaceSubClass, expected[index].interfaceSubClass);
+        EXPECT_EQ(std::make_pair(int(interfaceClass), int(interfaceSubClass)),
+                  std::make_pair(expected[index].interfaceClass, expected[index].interfaceSubClass));
         ASSERT_EQ(count, expected[index].pipes.size());
         for (uint8_t pipeRef = 1; pipeRef <= count; ++pipeRef) {
             UsbPipeProperties pipe;
             ASSERT_EQ(usbInterface->getPipeProperties(pipeRef, pipe), kUsbSuccess);
-            const UsbPipeProperties& want = expected[index].pipes[pipeRef - 1];
-            EXPECT_EQ(pipe.direction, want.direction);
-            EXPECT_EQ(pipe.number, want.number);
-            EXPECT_EQ(pipe.transferType, want.transferType);
-            EXPECT_EQ(pipe.maxPacketSize, want.maxPacketSize);
-            EXPECT_EQ(pipe.interval, want.interval);
+            auto fields = [](const UsbPipeProperties& p) {
+                return std::make_tuple(p.direction, p.number, p.transferType, p.maxPacketSize, p.interval);
+            };
+            EXPECT_EQ(fields(pipe), fields(expected[index].pipes[pipeRef - 1]));
         }
         UsbPipeProperties pipe;
         EXPECT_NE(usbInterface->getPipeProperties(static_cast<uint8_t>(count + 1), pipe), kUsbSuccess);

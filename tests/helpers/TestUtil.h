@@ -1,0 +1,48 @@
+// TestUtil: small conveniences shared by the transport tests: a Data's bytes as text, elapsed
+// time, a protocol that only names a port, and running a command for its output.
+#pragma once
+
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <string>
+
+#include "core/Data.h"
+#include "protocol/Protocol.h"
+
+namespace cfftest {
+
+// The bytes of |data| as a string ("" when it holds none).
+inline std::string text(const Data& data) {
+    return data.get() ? std::string(reinterpret_cast<const char*>(data.get()), data.size()) : "";
+}
+
+inline double secondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// A protocol that only names the port a connection should use.
+class PortProtocol : public Protocol {
+public:
+    explicit PortProtocol(int port) : Protocol(nullptr) { setProtocolPort(port); }
+    int doRequest(Data*, Data&) override { return -1; }
+};
+
+// The path of the running test program, to run it again inside some other environment.
+inline std::string selfPath() {
+    char self[4096];
+    ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
+    return std::string(self, length > 0 ? static_cast<size_t>(length) : 0);
+}
+
+// Runs |command| through the shell; returns its wait status and appends its output to |output|.
+inline int runCommand(const std::string& command, std::string& output) {
+    FILE* run = popen(command.c_str(), "r");
+    if (run == nullptr) return -1;
+    char chunk[1024];
+    for (size_t got; (got = std::fread(chunk, 1, sizeof chunk, run)) > 0;) output.append(chunk, got);
+    return pclose(run);
+}
+
+}  // namespace cfftest
