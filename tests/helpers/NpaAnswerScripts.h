@@ -4,10 +4,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "connection/Connection.h"
 #include "core/Data.h"
+#include "protocol/NPAResp.h"
 
 namespace npa_script {
 
@@ -50,5 +53,13 @@ struct AnswerScript {
 std::vector<AnswerScript> packetFramingScripts();
 // Answers over the network framing (UDP datagrams with sequence numbers).
 std::vector<AnswerScript> networkFramingScripts();
+
+// An NPA protocol of type P with its response builder over |connection|, which it owns.
+template <class P>
+std::unique_ptr<P> protocolOver(Connection* connection) {
+    auto protocol = std::make_unique<P>(connection);
+    protocol->assignResponseBuilder(new NPAResp());
+    return protocol;
+}
 
 }  // namespace npa_script

@@ -15,11 +15,7 @@ using npa_script::Bytes;
 using npa_script::bytesOf;
 using npa_script::rdcRequestData;
 
-std::unique_ptr<NPABiDiProtocol> protocolOver(ScriptedConnection* connection) {
-    auto protocol = std::make_unique<NPABiDiProtocol>(connection);
-    protocol->assignResponseBuilder(new NPAResp());
-    return protocol;
-}
+auto protocolOver(ScriptedConnection* connection) { return npa_script::protocolOver<NPABiDiProtocol>(connection); }
 
 // Serves the given times of day in turn and restores the real clock when done.
 class FixedClock {
@@ -90,8 +86,7 @@ TEST(NpaNetworkProtocol, ConnectionFailures) {
         int openResult;
         std::map<size_t, int> writeResults;
         int expected;
-        size_t writes;
-        size_t readCalls;
+        size_t writes, readCalls;
     };
     const Case cases[] = {
         {"OpenFailureIsPassedThroughAndNothingIsWritten", 3, {}, 3, 0, 0},

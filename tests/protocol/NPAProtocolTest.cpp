@@ -14,19 +14,7 @@ using npa_script::Bytes;
 using npa_script::bytesOf;
 using npa_script::rdcRequestData;
 
-// A protocol with its response builder over |connection|, which it owns.
-std::unique_ptr<NPAProtocol> protocolOver(ScriptedConnection* connection) {
-    auto protocol = std::make_unique<NPAProtocol>(connection);
-    protocol->assignResponseBuilder(new NPAResp());
-    return protocol;
-}
-
-// Checks that |answer| is one packet whose length field covers exactly what follows it.
-void expectOneWellFormedPacket(const Data& answer) {
-    ASSERT_GE(answer.size(), 3);
-    EXPECT_EQ(answer.get()[0], 0xA5);
-    EXPECT_EQ((answer.get()[1] << 8) | answer.get()[2], answer.size() - 3);
-}
+auto protocolOver(ScriptedConnection* connection) { return npa_script::protocolOver<NPAProtocol>(connection); }
 
 }  // namespace
 
@@ -82,8 +70,7 @@ TEST(NpaPacketProtocol, ConnectionFailures) {
         int openResult;
         std::map<size_t, int> writeResults;
         int expected;
-        size_t writes;
-        size_t readCalls;
+        size_t writes, readCalls;
         int closes;
     };
     const Case cases[] = {
@@ -131,8 +118,10 @@ TEST(NpaPacketProtocol, EndlessAnswersStopAtTheAnswerLimit) {
         EXPECT_LE(connection->readCalls, NPAResp::kMaxAnswerPackets);
         EXPECT_LE(connection->readsServed * c.read.size(), NPAResp::kMaxAnswerBytes + c.read.size());
         EXPECT_EQ(protocol->getResponseBuilder()->getMaxSize(), 0u);
-        if (c.expected == 0) {
-            expectOneWellFormedPacket(answer);
+        if (c.expected == 0) {  // one packet whose length field covers exactly what follows it
+            ASSERT_GE(answer.size(), 3);
+            EXPECT_EQ(answer.get()[0], 0xA5);
+            EXPECT_EQ((answer.get()[1] << 8) | answer.get()[2], answer.size() - 3);
             EXPECT_LE(answer.size(), 0xFFFF);
         }
     }

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "helpers/SNMPScriptedConnection.h"
+#include "helpers/TestUtil.h"
 #include "protocol/CUPSSNMPProtocol.h"
 #include "protocol/CUPSSNMPResp.h"
 #include "protocol/SNMPProtocol.h"
@@ -17,8 +18,7 @@ struct Setup {
 };
 using SNMPSetup = Setup<SNMPProtocol, SNMPResp>;
 using CUPSSetup = Setup<CUPSSNMPProtocol, CUPSSNMPResp>;
-
-std::string text(const Data& data) { return std::string(reinterpret_cast<const char*>(data.get()), data.size()); }
+using cfftest::text;
 
 }  // namespace
 
