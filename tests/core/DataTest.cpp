@@ -27,8 +27,12 @@ TEST(Data, CopyKeepsBytesAndHeaderFieldsButResetsTheErrorCode) {
     }
 }
 
-TEST(Data, AssignOfNothingKeepsTheOldContent) {
+TEST(Data, AssignOfNothingKeepsTheOldContentAndEmptyHasNoBytes) {
+    Data empty;
+    EXPECT_EQ(empty.size(), 0);
+    EXPECT_EQ(empty.get(), nullptr);
     Data d(std::string("abc"));
+    d = d;
     const unsigned char other[] = {1};
     d.assign(other, 0);
     ASSERT_EQ(d.size(), 3);
@@ -38,13 +42,4 @@ TEST(Data, AssignOfNothingKeepsTheOldContent) {
     d.assign(other, 1);
     ASSERT_EQ(d.size(), 1);
     EXPECT_EQ(d.get()[0], 1);
-}
-
-TEST(Data, EmptyBufferHasNoBytes) {
-    Data d;
-    EXPECT_EQ(d.size(), 0);
-    EXPECT_EQ(d.get(), nullptr);
-    Data self(std::string("x"));
-    self = self;
-    EXPECT_EQ(self.size(), 1);
 }

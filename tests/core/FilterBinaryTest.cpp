@@ -4,11 +4,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -83,9 +83,13 @@ FilterRun runFilter(const Scratch& scratch, const Invocation& call, bool isolate
         }
     }
     writeFile(d + "/stdin", call.stdinText);
+    std::string args;
+    for (const std::string& arg : call.args) {
+        args += " " + quoted(arg);
+    }
     script << "env -i PATH=/usr/bin:/bin TMPDIR=" << quoted(d)
            << (call.deviceUri ? " DEVICE_URI=" + quoted(*call.deviceUri) : "") << " "
-           << quoted(CFF_FILTER_BINARY) << " \"$@\" <" << quoted(d + "/stdin") << " >"
+           << quoted(CFF_FILTER_BINARY) << args << " <" << quoted(d + "/stdin") << " >"
            << quoted(d + "/out") << " 2>" << quoted(d + "/err") << "\necho $? >"
            << quoted(d + "/status") << "\n";
     if (isolated) {
@@ -94,27 +98,11 @@ FilterRun runFilter(const Scratch& scratch, const Invocation& call, bool isolate
     }
     writeFile(d + "/run.sh", script.str());
 
-    std::vector<std::string> argv;
-    if (isolated) {
-        argv = {"unshare", "--mount", "--net", "--propagation", "private"};
-    }
-    argv.insert(argv.end(), {"sh", d + "/run.sh"});
-    argv.insert(argv.end(), call.args.begin(), call.args.end());
-    std::vector<char*> pointers;
-    for (std::string& arg : argv) {
-        pointers.push_back(arg.data());
-    }
-    pointers.push_back(nullptr);
-
+    std::string command =
+        std::string(isolated ? "unshare --mount --net --propagation private " : "") + "sh " + quoted(d + "/run.sh");
+    int waitStatus = std::system(command.c_str());
     FilterRun run;
-    pid_t child = fork();
-    if (child == 0) {
-        execvp(pointers[0], pointers.data());
-        _exit(127);
-    }
-    int waitStatus = 0;
-    if (child < 0 || waitpid(child, &waitStatus, 0) != child || !WIFEXITED(waitStatus) ||
-        WEXITSTATUS(waitStatus) == 99 || readFile(d + "/status").empty()) {
+    if (!WIFEXITED(waitStatus) || WEXITSTATUS(waitStatus) == 99 || readFile(d + "/status").empty()) {
         return run;
     }
     run.ran = true;
@@ -126,28 +114,13 @@ FilterRun runFilter(const Scratch& scratch, const Invocation& call, bool isolate
     return run;
 }
 
-// True when |line| opens with a "[hh:mm:ss:mmm]" time stamp.
-bool hasTimeStamp(const std::string& line) {
-    const std::string shape = "[dd:dd:dd:ddd]";
-    if (line.size() < shape.size()) {
-        return false;
-    }
-    for (size_t i = 0; i < shape.size(); ++i) {
-        bool fits = shape[i] == 'd' ? std::isdigit(static_cast<unsigned char>(line[i])) != 0
-                                    : line[i] == shape[i];
-        if (!fits) {
-            return false;
-        }
-    }
-    return true;
-}
-
 // The log lines, each checked for its time stamp, without it.
 Messages logLines(const std::string& log) {
+    static const std::regex stamp("^\\[\\d\\d:\\d\\d:\\d\\d:\\d\\d\\d\\]");
     Messages lines;
     std::istringstream in(log);
     for (std::string line; std::getline(in, line);) {
-        EXPECT_TRUE(hasTimeStamp(line)) << line;
+        EXPECT_TRUE(std::regex_search(line, stamp)) << line;
         lines.push_back(line.size() >= 14 ? line.substr(14) : line);
     }
     return lines;
@@ -215,63 +188,22 @@ TEST(FilterBinary, LogUnderTmpDirShowsWhichCommandsRanAndWhereReadingStopped) {
         std::string marker;
         Messages expected;
     };
+    const auto none = std::nullopt;
+    const Messages stdinRun = {"Command =AutoConfigure", closed, "Return Value from process() =-1"};
     const std::vector<Case> cases = {
         {"any case, comments, self test ignored",
-         "# maintenance\nreportLEVELS\n\nPrintSelfTestPage\nautoconfigure now\n",
-         jobArgs({path}),
-         "",
-         kUri,
-         "",
-         {"Command =ReportLevels", "Command =AutoConfigure", closed,
-          "Return Value from process() =0"}},
-        {"unknown word ends the run",
-         "AutoConfigure\nBogus\nAutoConfigure\n",
-         jobArgs({path}),
-         "",
-         std::nullopt,
-         "",
+         "# maintenance\nreportLEVELS\n\nPrintSelfTestPage\nautoconfigure now\n", jobArgs({path}), "",
+         kUri, "", {"Command =ReportLevels", "Command =AutoConfigure", closed, "Return Value from process() =0"}},
+        {"unknown word ends the run", "AutoConfigure\nBogus\nAutoConfigure\n", jobArgs({path}), "", none, "",
          {"Command =AutoConfigure", "Unknown printer Command =Bogus"}},
-        {"no DEVICE_URI",
-         "ReportLevels\n",
-         jobArgs({path}),
-         "",
-         std::nullopt,
-         "",
+        {"no DEVICE_URI", "ReportLevels\n", jobArgs({path}), "", none, "",
          {"Command =ReportLevels", closed, "Return Value from process() =-1"}},
-        {"empty file",
-         "",
-         jobArgs({path}),
-         "",
-         kUri,
-         "",
-         {closed, "Return Value from process() =0"}},
-        {"missing file",
-         std::nullopt,
-         jobArgs({path}),
-         "",
-         kUri,
-         "",
-         {"ERROR = Unable to open command file"}},
-        {"six arguments read stdin",
-         "ReportLevels\n",
-         jobArgs({}),
-         "AutoConfigure\n",
-         std::nullopt,
-         "",
-         {"Command =AutoConfigure", closed, "Return Value from process() =-1"}},
-        {"eight arguments read stdin",
-         "ReportLevels\n",
-         jobArgs({path, "surplus"}),
-         "AUTOCONFIGURE\n",
-         std::nullopt,
-         "",
-         {"Command =AutoConfigure", closed, "Return Value from process() =-1"}},
-        {"marker already names the module",
-         "",
-         jobArgs({path}),
-         "",
-         kUri,
-         "CommandFileFilter=/elsewhere\n",
+        {"empty file", "", jobArgs({path}), "", kUri, "", {closed, "Return Value from process() =0"}},
+        {"missing file", none, jobArgs({path}), "", kUri, "", {"ERROR = Unable to open command file"}},
+        {"six arguments read stdin", "ReportLevels\n", jobArgs({}), "AutoConfigure\n", none, "", stdinRun},
+        {"eight arguments read stdin", "ReportLevels\n", jobArgs({path, "surplus"}), "AUTOCONFIGURE\n", none, "",
+         stdinRun},
+        {"marker already names the module", "", jobArgs({path}), "", kUri, "CommandFileFilter=/elsewhere\n",
          {closed, "Return Value from process() =0"}},
     };
     for (const Case& c : cases) {

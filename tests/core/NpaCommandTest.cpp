@@ -10,7 +10,7 @@
 #include "core/ROCCmd.h"
 #include "helpers/NpaAnswerScripts.h"
 #include "helpers/ScriptedConnection.h"
-#include "parser/Parser.h"
+#include "helpers/StubParser.h"
 #include "protocol/NPAProtocol.h"
 #include "protocol/NPAResp.h"
 
@@ -19,21 +19,11 @@ namespace {
 using npa_script::Bytes;
 
 // Records every answer handed to it.
-class RecordingParser : public Parser {
-public:
+struct RecordingParser : StubParser {
     int parseData(Data* answer, CommandID id) override {
         parsed.emplace_back(id, Bytes(answer->get(), answer->get() + answer->size()));
         return 0;
     }
-    int getSupplyInfo(std::list<supplyInfo_*>&) override { return kParserStatusNotAvailable; }
-    int getTrays(std::map<int, std::string>&) override { return kParserStatusNotAvailable; }
-    int getBins(std::map<int, std::string>&) override { return kParserStatusNotAvailable; }
-    int getDuplex(int&) override { return kParserStatusNotAvailable; }
-    int getFLash(int&) override { return kParserStatusNotAvailable; }
-    int getFinishers(std::map<int, std::string>&) override { return kParserStatusNotAvailable; }
-    int getSNMPCodePage(int&) override { return kParserStatusNotAvailable; }
-    int getManualFeeder(int&) override { return kParserStatusNotAvailable; }
-
     std::vector<std::pair<CommandID, Bytes>> parsed;
 };
 
@@ -49,11 +39,7 @@ public:
     std::vector<int> numbers;
 };
 
-std::unique_ptr<NPAProtocol> protocolOver(ScriptedConnection* connection) {
-    auto protocol = std::make_unique<NPAProtocol>(connection);
-    protocol->assignResponseBuilder(new NPAResp());
-    return protocol;
-}
+auto protocolOver(ScriptedConnection* connection) { return npa_script::protocolOver<NPAProtocol>(connection); }
 
 const Bytes kRdc = {0xA5, 0x00, 0x07, 0x50, 0xE0, 0x21, 0x01, 0x00, 0x00, 0x00};
 const Bytes kRoc = {0xA5, 0x00, 0x03, 0x50, 0x01, 0x04};
@@ -111,11 +97,7 @@ TEST(NpaCommands, SupplyRequestIsRetriedOnceInTheDefaultLanguage) {
         DevCommand::requestID_ = 7;
         auto* connection = new ScriptedConnection();
         for (const auto& read : c.reads) {
-            if (read.status != 0) {
-                connection->addFailedRead(read.status);
-            } else {
-                connection->addRead(read.bytes);
-            }
+            read.status ? connection->addFailedRead(read.status) : connection->addRead(read.bytes);
         }
         auto protocol = protocolOver(connection);
         RecordingParser parser;
@@ -128,16 +110,10 @@ TEST(NpaCommands, SupplyRequestIsRetriedOnceInTheDefaultLanguage) {
         EXPECT_EQ(supply.numbers, std::vector<int>(c.requestsSent, 7));
         std::vector<Bytes> expectedWrites;
         for (size_t i = 0; i < c.requestsSent; ++i) {
-            expectedWrites.push_back(npa_script::npaModeCommand());
-            expectedWrites.push_back(kSupply);
+            expectedWrites.insert(expectedWrites.end(), {npa_script::npaModeCommand(), kSupply});
         }
         EXPECT_EQ(connection->writes, expectedWrites);
-        if (c.parsed) {
-            ASSERT_EQ(parser.parsed.size(), 1u);
-            EXPECT_EQ(parser.parsed[0], std::make_pair(CMD_SUPPLIES, good));
-        } else {
-            EXPECT_TRUE(parser.parsed.empty());
-        }
+        EXPECT_EQ(parser.parsed, (std::vector<std::pair<CommandID, Bytes>>(c.parsed, {CMD_SUPPLIES, good})));
     }
 }
 
