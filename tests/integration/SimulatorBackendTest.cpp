@@ -15,12 +15,9 @@ namespace {
 
 using simtest::at;
 using simtest::fromHex;
+using simtest::profilePath;
 
 const char* const kRdc = "A5000750E021010000" "00";
-
-std::string profilePath(const std::string& name) {
-    return std::string(CFFSIM_PROFILE_DIR) + "/" + name + ".yaml";
-}
 
 struct FilterRun {
     int status = -1;
@@ -56,10 +53,8 @@ FilterRun runFilter(const std::string& options, const std::string& profile, cons
 }
 
 std::string expectedAnswer(const std::string& profileName, const std::string& requestHex) {
-    DeviceProfile profile;
     std::string answer, error;
-    EXPECT_EQ(0, ProfileLoader::loadFile(profilePath(profileName), profile, error)) << error;
-    NpaAnswerBuilder(profile).answer(NpaRequest::classify(fromHex(requestHex)), answer, error);
+    NpaAnswerBuilder(simtest::load(profileName)).answer(NpaRequest::classify(fromHex(requestHex)), answer, error);
     return answer;
 }
 

@@ -1,6 +1,8 @@
 // Test-side readers for the simulator's output, written apart from the simulator's encoders
-// so that a fault in an encoder cannot hide itself.
+// so that a fault in an encoder cannot hide itself; and loading of the profiles tests use.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -8,7 +10,29 @@
 #include <string>
 #include <vector>
 
+#include "ProfileLoader.h"
+
 namespace simtest {
+
+inline std::string profilePath(const std::string& name) {
+    return std::string(CFFSIM_PROFILE_DIR) + "/" + name + ".yaml";
+}
+
+// A bundled profile by name.
+inline DeviceProfile load(const std::string& name) {
+    DeviceProfile profile;
+    std::string error;
+    EXPECT_EQ(0, ProfileLoader::loadFile(profilePath(name), profile, error)) << error;
+    return profile;
+}
+
+// A profile given as YAML text.
+inline DeviceProfile loadText(const std::string& text) {
+    DeviceProfile profile;
+    std::string error;
+    EXPECT_EQ(0, ProfileLoader::loadText(text, "inline", profile, error)) << error;
+    return profile;
+}
 
 inline std::string fromHex(const std::string& hex) {
     std::string bytes;

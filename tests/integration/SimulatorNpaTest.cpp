@@ -10,6 +10,8 @@ namespace {
 
 using simtest::at;
 using simtest::fromHex;
+using simtest::load;
+using simtest::loadText;
 
 const std::string kConfigurationRequest = fromHex("A5000750E021010000" "00");
 const std::string kOptionRequest = fromHex("A50003500104");
@@ -19,14 +21,6 @@ std::string supplyRequest(int language) {
     std::string request = fromHex("A5000850E0210100000108");
     request[8] = static_cast<char>(language);
     return request;
-}
-
-DeviceProfile load(const std::string& name) {
-    DeviceProfile profile;
-    std::string error;
-    EXPECT_EQ(0, ProfileLoader::loadFile(std::string(CFFSIM_PROFILE_DIR) + "/" + name + ".yaml", profile, error))
-        << error;
-    return profile;
 }
 
 std::string answerTo(const DeviceProfile& profile, const std::string& request) {
@@ -58,29 +52,19 @@ TEST(SimulatorNpa, ConfigurationAnswerCarriesEveryUnitUnderItsDottedId) {
         const char* text;
     };
     const Expected expected[] = {
-        {"1.1.1.1", 2009, nullptr},
-        {"1.2.1.1.5.1.1.1", 1, nullptr},
-        {"1.2.1.1.5.1.1.3", 0, "Tray 1"},
-        {"1.2.1.4.5.1.1.1", 4, nullptr},
-        {"1.2.1.4.5.1.1.3", 0, "Tray 4 (High Capacity)"},
-        {"1.2.1.5.5.1.1.1", 130, nullptr},
-        {"1.2.1.5.5.1.1.3", 0, "Envelope Feeder"},
-        {"1.2.2.1.5.1.1.1", 1, nullptr},
-        {"1.2.2.1.5.2.1.3", 0, "Bin 1"},
-        {"1.2.2.2.1", 22, nullptr},
-        {"1.2.2.2.7", 0, "Booklet Finisher Unit"},
-        {"1.2.2.2.5.2.1.1", 4, nullptr},
-        {"1.2.4.1", 1, nullptr},
+        {"1.1.1.1", 2009, nullptr},        {"1.2.1.1.5.1.1.1", 1, nullptr},  {"1.2.1.1.5.1.1.3", 0, "Tray 1"},
+        {"1.2.1.4.5.1.1.1", 4, nullptr},   {"1.2.1.4.5.1.1.3", 0, "Tray 4 (High Capacity)"},
+        {"1.2.1.5.5.1.1.1", 130, nullptr}, {"1.2.1.5.5.1.1.3", 0, "Envelope Feeder"},
+        {"1.2.2.1.5.1.1.1", 1, nullptr},   {"1.2.2.1.5.2.1.3", 0, "Bin 1"},  {"1.2.2.2.1", 22, nullptr},
+        {"1.2.2.2.7", 0, "Booklet Finisher Unit"}, {"1.2.2.2.5.2.1.1", 4, nullptr}, {"1.2.4.1", 1, nullptr},
     };
     for (const Expected& e : expected) {
         ASSERT_TRUE(tree.leaves.count(e.id)) << e.id;
         const simtest::Leaf& leaf = tree.leaves[e.id];
         if (e.text) {
-            EXPECT_EQ(2, leaf.type) << e.id;
-            EXPECT_EQ(e.text, leaf.text) << e.id;
+            EXPECT_EQ(std::make_pair(2, std::string(e.text)), std::make_pair(leaf.type, leaf.text)) << e.id;
         } else {
-            EXPECT_EQ(1, leaf.type) << e.id;
-            EXPECT_EQ(e.number, leaf.number) << e.id;
+            EXPECT_EQ(std::make_pair(1, e.number), std::make_pair(leaf.type, leaf.number)) << e.id;
         }
     }
     // The first output unit is the printer's own: no finisher leaves.
@@ -89,11 +73,8 @@ TEST(SimulatorNpa, ConfigurationAnswerCarriesEveryUnitUnderItsDottedId) {
 }
 
 TEST(SimulatorNpa, DuplexLeafFollowsTheProfileState) {
-    std::string error;
     for (const auto& c : {std::make_pair("installed", 1), std::make_pair("absent", 0), std::make_pair("not-reported", -1)}) {
-        DeviceProfile profile;
-        ASSERT_EQ(0, ProfileLoader::loadText(std::string("model: X\nduplex: ") + c.first + "\n", "inline", profile, error));
-        simtest::TreeReader tree(answerTo(profile, kConfigurationRequest));
+        simtest::TreeReader tree(answerTo(loadText(std::string("model: X\nduplex: ") + c.first + "\n"), kConfigurationRequest));
         ASSERT_TRUE(tree.ok);
         if (c.second < 0) {
             EXPECT_FALSE(tree.leaves.count("1.2.4.1"));
@@ -128,21 +109,15 @@ TEST(SimulatorNpa, SupplyAnswerUsesTheRequestedLanguageAndRejectsOthers) {
 }
 
 TEST(SimulatorNpa, NegativeLevelsTravelAsThirtyTwoBitValues) {
-    DeviceProfile profile;
-    std::string error;
-    ASSERT_EQ(0, ProfileLoader::loadText("model: X\nsupplies:\n  - {id: 1, type: 3, name: K, max: 100, level: -3}\n",
-                                         "inline", profile, error));
+    DeviceProfile profile = loadText("model: X\nsupplies:\n  - {id: 1, type: 3, name: K, max: 100, level: -3}\n");
     simtest::TreeReader tree(answerTo(profile, supplyRequest(0)));
     ASSERT_TRUE(tree.ok);
     EXPECT_EQ(0xFFFFFFFDu, tree.leaves["1.2.8.1.1.16"].number);
 }
 
 TEST(SimulatorNpa, WiderFieldsAreDeclaredAndUsed) {
-    DeviceProfile profile;
-    std::string error;
-    ASSERT_EQ(0, ProfileLoader::loadText("model: X\ntrays: [{id: 2}]\ncontainer: {id_width: 2, count_width: 2, "
-                                         "container_length_width: 4, leaf_length_width: 1}\n",
-                                         "inline", profile, error));
+    DeviceProfile profile = loadText("model: X\ntrays: [{id: 2}]\ncontainer: {id_width: 2, count_width: 2, "
+                                     "container_length_width: 4, leaf_length_width: 1}\n");
     std::string answer = answerTo(profile, kConfigurationRequest);
     EXPECT_EQ("P{ID:2,DT:1}C{NE:2,LD:4}L{LD:1}", answer.substr(12, 31));
     simtest::TreeReader tree(answer);

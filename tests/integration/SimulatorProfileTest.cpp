@@ -2,19 +2,14 @@
 #include <gtest/gtest.h>
 
 #include "ProfileLoader.h"
+#include "SimulatorDecoding.h"
 
 namespace {
 
-std::string bundled(const std::string& name) {
-    return std::string(CFFSIM_PROFILE_DIR) + "/" + name + ".yaml";
-}
+using simtest::load;
 
 TEST(SimulatorProfile, BundledProfilesLoadWithTheirHardware) {
-    DeviceProfile mono, color, silent;
-    std::string error;
-    ASSERT_EQ(0, ProfileLoader::loadFile(bundled("basic-mono"), mono, error)) << error;
-    ASSERT_EQ(0, ProfileLoader::loadFile(bundled("color-finisher"), color, error)) << error;
-    ASSERT_EQ(0, ProfileLoader::loadFile(bundled("silent"), silent, error)) << error;
+    DeviceProfile mono = load("basic-mono"), color = load("color-finisher"), silent = load("silent");
 
     EXPECT_EQ(1u, mono.inputs.size());
     EXPECT_EQ(ReportedState::kAbsent, mono.duplex);
@@ -40,9 +35,8 @@ TEST(SimulatorProfile, BundledProfilesLoadWithTheirHardware) {
 }
 
 TEST(SimulatorProfile, TextsAreStoredInTheReportedCodePage) {
-    DeviceProfile color;
-    std::string error;
-    ASSERT_EQ(0, ProfileLoader::loadFile(bundled("color-finisher"), color, error)) << error;
+    DeviceProfile color = load("color-finisher");
+    ASSERT_EQ(10u, color.supplies.size());
     const ProfileSupply& fuser = color.supplies[8];
     // "für" and "±" in code page 850.
     EXPECT_EQ("Fixiereinheit f\x81r Papier", DeviceProfile::supplyName(fuser, 1));
@@ -51,10 +45,7 @@ TEST(SimulatorProfile, TextsAreStoredInTheReportedCodePage) {
     // A language without its own name falls back to the default one.
     EXPECT_EQ(fuser.name, DeviceProfile::supplyName(fuser, 5));
 
-    DeviceProfile utf8;
-    ASSERT_EQ(0, ProfileLoader::loadText("model: X\ncode_page: 106\ntrays: [{id: 1, name: \"Fach für A4\"}]\n",
-                                         "inline", utf8, error))
-        << error;
+    DeviceProfile utf8 = simtest::loadText("model: X\ncode_page: 106\ntrays: [{id: 1, name: \"Fach für A4\"}]\n");
     EXPECT_EQ("Fach f\xC3\xBCr A4", utf8.inputs[0].name);
 }
 
@@ -75,8 +66,7 @@ TEST(SimulatorProfile, SnmpValuesKeepTheirKind) {
 
 TEST(SimulatorProfile, MistakesAreReportedWithLineAndReason) {
     struct Case {
-        const char* text;
-        const char* expected;
+        const char *text, *expected;
     };
     const Case cases[] = {
         {"code_page: 2009\n", "inline:1: the key \"model\" is missing"},

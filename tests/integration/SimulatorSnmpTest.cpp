@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdio>
 #include <thread>
 
 #include "MibView.h"
@@ -12,25 +11,14 @@
 #include "SnmpAgent.h"
 #include "SnmpMessage.h"
 #include "UdpServer.h"
+#include "helpers/TestUtil.h"
+#include "protocol/SNMPDataPacket.h"
 
 namespace {
 
 using simtest::fromHex;
-
-DeviceProfile load(const std::string& name) {
-    DeviceProfile profile;
-    std::string error;
-    EXPECT_EQ(0, ProfileLoader::loadFile(std::string(CFFSIM_PROFILE_DIR) + "/" + name + ".yaml", profile, error))
-        << error;
-    return profile;
-}
-
-DeviceProfile loadText(const std::string& text) {
-    DeviceProfile profile;
-    std::string error;
-    EXPECT_EQ(0, ProfileLoader::loadText(text, "inline", profile, error)) << error;
-    return profile;
-}
+using simtest::load;
+using simtest::loadText;
 
 std::string handle(const DeviceProfile& profile, const std::string& request) {
     MibView view(profile);
@@ -40,39 +28,14 @@ std::string handle(const DeviceProfile& profile, const std::string& request) {
     return reply;
 }
 
-// The GetRequest that hosts of this family send: one-byte request id, NULL values, and
-// long-form lengths once the binding list passes 127 bytes.
-std::string hostRequest(unsigned char requestId, const std::vector<std::string>& oids, unsigned char version = 1,
+// The GetRequest that hosts of this family send, as the host's own encoder builds it.
+std::string hostRequest(int requestId, const std::vector<std::string>& oids, int version = 1,
                         const std::string& community = "opencm") {
-    auto length = [](size_t n) {
-        if (n < 128) return std::string(1, static_cast<char>(n));
-        if (n < 256) return std::string("\x81", 1) + static_cast<char>(n);
-        return std::string("\x82", 1) + static_cast<char>(n >> 8) + static_cast<char>(n & 0xFF);
-    };
-    std::string list;
-    for (const std::string& text : oids) {
-        std::string arcs = "\x2B";
-        std::vector<unsigned long> values;
-        size_t pos = 5;  // after ".1.3."
-        while (pos < text.size()) {
-            size_t end = text.find('.', pos);
-            values.push_back(std::stoul(text.substr(pos, end - pos)));
-            pos = end == std::string::npos ? text.size() : end + 1;
-        }
-        for (unsigned long v : values) {
-            std::string enc(1, static_cast<char>(v & 0x7F));
-            for (v >>= 7; v; v >>= 7) enc.insert(enc.begin(), static_cast<char>(0x80 | (v & 0x7F)));
-            arcs += enc;
-        }
-        std::string oid = "\x06" + length(arcs.size()) + arcs;
-        std::string bind = oid + std::string("\x05\x00", 2);
-        list += "\x30" + length(bind.size()) + bind;
-    }
-    std::string pdu = std::string("\x02\x01", 2) + static_cast<char>(requestId) + std::string("\x02\x01\x00\x02\x01\x00", 6) +
-                      "\x30" + length(list.size()) + list;
-    std::string body = std::string("\x02\x01", 2) + static_cast<char>(version) + "\x04" +
-                       static_cast<char>(community.size()) + community + "\xA0" + length(pdu.size()) + pdu;
-    return "\x30" + length(body.size()) + body;
+    SNMPDataPacket packet;
+    Data pdu, message;
+    packet.createPDUGetRequest(requestId, std::list<std::string>(oids.begin(), oids.end()), pdu);
+    packet.getSNMPPacket(&pdu, version, community, message);
+    return std::string(reinterpret_cast<const char*>(message.get()), message.size());
 }
 
 TEST(SimulatorSnmp, AnswersAGetRequestWithExactlyTheExpectedBytes) {
@@ -105,36 +68,31 @@ TEST(SimulatorSnmp, AnswersTheHostsConfigurationRequestWithTextsOnly) {
         EXPECT_LT(bind.text.size(), 128u);
         texts.push_back(bind.text);
     }
-    EXPECT_EQ("Tray 1", texts[0]);
-    EXPECT_EQ("Tray 3", texts[2]);
-    EXPECT_EQ("Feeder", texts[4]);
-    EXPECT_EQ("", texts[5]);
-    EXPECT_EQ("Standard Bin", texts[8]);
-    EXPECT_EQ("Bin 3", texts[11]);
-    EXPECT_EQ("Booklet Finisher Unit", texts[21]);
-    EXPECT_EQ("Duplex Paper Path", texts[22]);
-    EXPECT_EQ("", texts[41]);  // the second private prefix is not served by default
-    EXPECT_EQ("Duplexor", texts[61]);
-    EXPECT_EQ("%flash%", texts[62]);
+    // The second private prefix (from index 41) is not served by default.
+    const std::map<size_t, std::string> expected = {
+        {0, "Tray 1"}, {2, "Tray 3"}, {4, "Feeder"}, {5, ""}, {8, "Standard Bin"}, {11, "Bin 3"},
+        {21, "Booklet Finisher Unit"}, {22, "Duplex Paper Path"}, {41, ""}, {61, "Duplexor"}, {62, "%flash%"}};
+    for (const auto& [index, text] : expected) {
+        EXPECT_EQ(text, texts[index]) << index;
+    }
 }
 
 TEST(SimulatorSnmp, UnknownObjectsFollowThePolicyAndVersion) {
     const std::string unknown = ".1.3.6.1.2.1.43.8.2.1.13.1.7";
     SnmpMessage message;
-
-    std::string lenient = handle(load("basic-mono"), hostRequest(7, {unknown}));
-    ASSERT_EQ(0, message.decode(reinterpret_cast<const unsigned char*>(lenient.data()), lenient.size()));
+    auto decode = [&message](const std::string& reply) {
+        return message.decode(reinterpret_cast<const unsigned char*>(reply.data()), reply.size());
+    };
+    ASSERT_EQ(0, decode(handle(load("basic-mono"), hostRequest(7, {unknown}))));
     EXPECT_EQ(0, message.errorStatus);
     EXPECT_EQ(SnmpVarBind::kOctetString, message.bindings[0].tag);
 
     DeviceProfile strict = loadText("model: X\ntrays: [{id: 1}]\nsnmp: {unknown_oids: standard}\n");
-    std::string v1 = handle(strict, hostRequest(7, {".1.3.6.1.2.1.43.8.2.1.13.1.1", unknown}, 0));
-    ASSERT_EQ(0, message.decode(reinterpret_cast<const unsigned char*>(v1.data()), v1.size()));
+    ASSERT_EQ(0, decode(handle(strict, hostRequest(7, {".1.3.6.1.2.1.43.8.2.1.13.1.1", unknown}, 0))));
     EXPECT_EQ(SnmpMessage::kNoSuchName, message.errorStatus);
     EXPECT_EQ(2, message.errorIndex);
 
-    std::string v2 = handle(strict, hostRequest(7, {".1.3.6.1.2.1.43.8.2.1.13.1.1", unknown}, 1));
-    ASSERT_EQ(0, message.decode(reinterpret_cast<const unsigned char*>(v2.data()), v2.size()));
+    ASSERT_EQ(0, decode(handle(strict, hostRequest(7, {".1.3.6.1.2.1.43.8.2.1.13.1.1", unknown}, 1))));
     EXPECT_EQ(0, message.errorStatus);
     EXPECT_EQ(SnmpVarBind::kOctetString, message.bindings[0].tag);
     EXPECT_EQ(SnmpVarBind::kNoSuchObject, message.bindings[1].tag);
@@ -198,11 +156,7 @@ private:
 
 std::string run(const std::string& command) {
     std::string output;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return output;
-    char buffer[512];
-    while (fgets(buffer, sizeof(buffer), pipe)) output += buffer;
-    pclose(pipe);
+    cfftest::runCommand(command, output);
     return output;
 }
 
