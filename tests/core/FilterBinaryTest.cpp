@@ -76,7 +76,15 @@ FilterRun runFilter(const Scratch& scratch, const Invocation& call, bool isolate
     }
     std::ostringstream script;
     if (isolated) {
-        script << "mount -t tmpfs tmpfs /tmp || exit 99\n";
+        // The build tree may itself lie below /tmp (a clone there): park the old /tmp on an
+        // empty system directory first and bind the build tree back into the new one.
+        const std::string build = quoted(CFF_BINARY_DIR);
+        script << "hold=$(for h in /mnt /media /srv /opt; do [ -d $h ] && echo $h && break; done)\n"
+               << "[ -n \"$hold\" ] && mount --bind /tmp \"$hold\" || exit 99\n"
+               << "mount -t tmpfs tmpfs /tmp || exit 99\n"
+               << "b=" << build << "\n"
+               << "case \"$b\" in /tmp/*) mkdir -p \"$b\" && mount --bind \"$hold/${b#/tmp/}\" \"$b\" "
+               << "|| exit 99;; esac\n";
         if (call.marker) {
             writeFile(d + "/marker", *call.marker);
             script << "cp " << quoted(d + "/marker") << " /tmp/startlog\n";
