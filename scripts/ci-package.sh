@@ -25,17 +25,15 @@ dpkg-query -W -f='${binary:Package}\n' | sort >"$installed_before"
 # Leaves the machine as it was: purges the package and whatever its installation added.
 cleanup() {
   local status=$?
-  if dpkg-query -W -f='${Status}' commandfilefilter 2>/dev/null | grep -q 'installed'; then
-    step "dpkg --purge commandfilefilter"
-    dpkg --purge commandfilefilter >/dev/null || { echo "ci-package.sh: could not purge the package" >&2; status=1; }
-  fi
-  local added
-  added=$(comm -13 "$installed_before" <(dpkg-query -W -f='${binary:Package}\n' | sort))
-  if [ -n "$added" ]; then
-    step "purging the packages that the installation pulled in:" $added
-    # shellcheck disable=SC2086
-    DEBIAN_FRONTEND=noninteractive apt-get purge -y -qq -o DPkg::Lock::Timeout=300 $added >/dev/null \
-      || { echo "ci-package.sh: could not purge $added" >&2; status=1; }
+  # The package itself and whatever its installation pulled in.
+  local added=()
+  mapfile -t added < <(comm -13 "$installed_before" <(dpkg-query -W -f='${binary:Package}\n' | sort))
+  if dpkg -s commandfilefilter >/dev/null 2>&1 || [ ${#added[@]} -gt 0 ]; then
+    mapfile -t added < <(printf '%s\n' commandfilefilter "${added[@]}" | sort -u)
+    step "apt-get purge ${added[*]}"
+    DEBIAN_FRONTEND=noninteractive apt-get purge -y -qq -o DPkg::Lock::Timeout=300 "${added[@]}" \
+      >"$work/purge.log" 2>&1 \
+      || { cat "$work/purge.log" >&2; echo "ci-package.sh: could not purge ${added[*]}" >&2; status=1; }
   fi
   for path in /usr/lib/cups/filter/commandfilefilter /usr/bin/cffquery /usr/bin/cffsim \
               /usr/share/commandfilefilter /usr/share/ppd/commandfilefilter; do
@@ -46,6 +44,7 @@ cleanup() {
   exit $status
 }
 trap cleanup EXIT
+trap "exit 130" INT TERM
 
 step "apt-get install ./$deb"
 # Recommends (cups, avahi-daemon) would bring services that this check does not use.
@@ -96,7 +95,8 @@ for page in commandfilefilter:8 cffquery:8 cffsim:1; do
     if [ -s "$work/man.err" ]; then
       cat "$work/man.err" >&2; fail "man $how warns"
     fi
-    grep -q "^NAME" <<<"$rendered" && grep -q "$name" <<<"$rendered" \
-      || fail "man $how renders no NAME section for $name"
+    if ! grep -q "^NAME" <<<"$rendered" || ! grep -q "$name" <<<"$rendered"; then
+      fail "man $how renders no NAME section for $name"
+    fi
   done
 done

@@ -34,7 +34,9 @@ cmake --build "$build" -j"$jobs" || fail "build failed"
 rm -f "$build"/commandfilefilter_*.deb
 (cd "$build" && cpack -G DEB >/dev/null) || fail "cpack failed"
 debs=("$build"/commandfilefilter_*.deb)
-[ ${#debs[@]} -eq 1 ] && [ -f "${debs[0]}" ] || fail "cpack made no single package: ${debs[*]}"
+if [ ${#debs[@]} -ne 1 ] || [ ! -f "${debs[0]}" ]; then
+  fail "cpack made no single package: ${debs[*]}"
+fi
 deb=${debs[0]}
 
 echo "== dpkg -c $deb"
