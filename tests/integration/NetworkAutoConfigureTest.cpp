@@ -1,6 +1,7 @@
 // Whole-program runs of "AutoConfigure" on a network queue: one SNMP GetRequest to UDP 161.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -196,4 +197,35 @@ TEST(NetworkAutoConfigure, SilentAgentGetsOneRequestAndNothingIsReported) {
     std::vector<std::string> requests = agent.received();
     ASSERT_EQ(requests.size(), 1u);
     expectConfigurationRequest(requests[0]);
+}
+
+// A queue found by DNS-SD: the service name resolves through the mDNS daemon to the host's
+// address, where the simulator's agent answers. Runs inside the namespace that
+// avahi-namespace.sh sets up (its own bus, mDNS daemon and published service).
+TEST(NetworkAutoConfigure, ServiceDiscoveryQueueAsksTheResolvedHost) {
+    if (std::getenv("CFF_AVAHI_NAMESPACE") == nullptr) {
+        if (std::system("unshare -n -m -p -f true >/dev/null 2>&1") != 0) {
+            GTEST_SKIP() << "cannot create private network, mount and PID namespaces";
+        }
+        return nettest::rerunCurrentTest(std::string("unshare -n -m -p -f bash ") + CFF_SOURCE_DIR +
+                                         "/tests/connection/avahi-namespace.sh 9100");
+    }
+    // The daemons are set up; a fresh /tmp hides the host's log marker from the filter.
+    ASSERT_EQ(std::system("mount -t tmpfs tmpfs /tmp"), 0);
+    nettest::Scratch scratch;
+    nettest::Daemon printer;
+    ASSERT_TRUE(printer.start({CFFSIM_BINARY, "udp", "--address", "10.77.0.1", CFF_SOURCE_DIR
+                               "/tools/simulator/profiles/color-finisher.yaml"},
+                              scratch.dir + "/cffsim.log"));
+    ASSERT_TRUE(nettest::waitForUdpPort(161, 10000, "10.77.0.1"))
+        << nettest::readFile(scratch.dir + "/cffsim.log");
+    FilterRun run = nettest::runFilter(
+        scratch.dir, "dnssd://CFF%20Test%20Printer._pdl-datastream._tcp.local./?uuid=1",
+        "AutoConfigure\n");
+    ASSERT_TRUE(run.ran);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err,
+              "PPD: DefaultEnvFeeder=InstalledM DefaultFlash=InstalledF DefaultOptDuplex=InstalledM "
+              "DefaultOptOutputBins=OBin3 DefaultOutputFinisher=AdvancedFinisher DefaultTrays=Tray1234 \n")
+        << nettest::readFile(scratch.dir + "/cffsim.log");
 }

@@ -1,6 +1,7 @@
 // Whole-program runs of the filter over the network paths: private network, peers, the filter itself.
 #pragma once
 
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -34,26 +35,18 @@ inline void writeFile(const std::string& path, const std::string& text) {
 // True in the copy of the test program that runs inside the private network.
 inline bool insidePrivateNetwork() { return std::getenv(kInsideVariable) != nullptr; }
 
-// Runs the current test again in a copy of this program inside private network and mount
-// namespaces: loopback up, nothing else listening, UDP 161 free to bind, and an empty /tmp
-// (so the host's log marker is never seen). Records the copy's result as this test's result,
-// or skips when the namespaces are not permitted.
-inline void rerunInPrivateNetwork() {
-    if (std::system("unshare -n -m true >/dev/null 2>&1") != 0) {
-        GTEST_SKIP() << "private network and mount namespaces are not permitted here "
-                        "(the filter's peers must bind UDP 161 on a loopback of their own)";
-    }
+// Runs the current test again in a copy of this program started by |launcher| (a shell
+// command prefix that sets up the namespaces and runs the rest of the line), and records
+// the copy's result as this test's result. Exit status 77 of the launcher means "cannot set
+// up": the test is skipped with what it printed.
+inline void rerunCurrentTest(const std::string& launcher) {
     const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
     char self[4096];
     ssize_t length = readlink("/proc/self/exe", self, sizeof(self) - 1);
     ASSERT_GT(length, 0);
     self[length] = '\0';
-    std::string command = std::string(kInsideVariable) +
-                          "=1 unshare -n -m --propagation private sh -c "
-                          "'mount -t tmpfs tmpfs /tmp && ip link set lo up || exit 77; "
-                          "exec \"$0\" \"$@\"' " +
-                          self + " --gtest_filter=" + test->test_suite_name() + "." + test->name() +
-                          " 2>&1";
+    std::string command = launcher + " " + self + " --gtest_filter=" + test->test_suite_name() +
+                          "." + test->name() + " 2>&1";
     std::FILE* run = popen(command.c_str(), "r");
     ASSERT_NE(run, nullptr);
     std::string output;
@@ -65,18 +58,35 @@ inline void rerunInPrivateNetwork() {
     int status = pclose(run);
     int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     if (code == 77) {
-        GTEST_SKIP() << "cannot set up the private network: " << output;
+        GTEST_SKIP() << output;
     }
     EXPECT_EQ(code, 0) << output;
     EXPECT_NE(output.find("[  PASSED  ] 1 test"), std::string::npos) << output;
     EXPECT_EQ(output.find("[  SKIPPED ]"), std::string::npos) << output;
 }
 
-// True once a UDP socket is bound to 127.0.0.1:|port| in this network, checked every 20 ms
+// Runs the current test again inside private network and mount namespaces: loopback up,
+// nothing else listening, UDP 161 free to bind, and an empty /tmp (so the host's log marker
+// is never seen), or skips when the namespaces are not permitted.
+inline void rerunInPrivateNetwork() {
+    if (std::system("unshare -n -m true >/dev/null 2>&1") != 0) {
+        GTEST_SKIP() << "private network and mount namespaces are not permitted here "
+                        "(the filter's peers must bind UDP 161 on a loopback of their own)";
+    }
+    rerunCurrentTest(std::string(kInsideVariable) +
+                     "=1 unshare -n -m --propagation private sh -c "
+                     "'mount -t tmpfs tmpfs /tmp && ip link set lo up || exit 77; "
+                     "exec \"$0\" \"$@\"'");
+}
+
+// True once a UDP socket is bound to |address|:|port| in this network, checked every 20 ms
 // for up to |timeoutMs|.
-inline bool waitForUdpPort(int port, int timeoutMs) {
+inline bool waitForUdpPort(int port, int timeoutMs, const std::string& address = "127.0.0.1") {
+    struct in_addr bound {};
+    inet_pton(AF_INET, address.c_str(), &bound);
     char wanted[32];
-    std::snprintf(wanted, sizeof(wanted), "0100007F:%04X", port);
+    // The kernel lists the address as the 32-bit number in host byte order.
+    std::snprintf(wanted, sizeof(wanted), "%08X:%04X", bound.s_addr, port);
     for (int waited = 0; waited <= timeoutMs; waited += 20) {
         if (readFile("/proc/net/udp").find(wanted) != std::string::npos) {
             return true;
