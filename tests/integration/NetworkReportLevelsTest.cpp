@@ -1,6 +1,12 @@
 // Whole-program runs of "ReportLevels" on a network queue: NPA over UDP 9300, or the backend's SNMP side channel.
 #include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <map>
@@ -9,6 +15,7 @@
 #include <vector>
 
 #include "NetworkRun.h"
+#include "helpers/FdSlot.h"
 #include "helpers/ScriptedSideChannel.h"
 
 namespace {
@@ -210,4 +217,96 @@ TEST(NetworkReportLevels, NewerSpoolerHostConvertsDescriptionsAndFlattensSpecial
     }
     EXPECT_EQ(walkStarts, (std::vector<std::string>{".1.3.6.1.2.1.43.7.1", ".1.3.6.1.2.1.43.5.1",
                                                     ".1.3.6.1.2.1.43.12.1", ".1.3.6.1.2.1.43.11.1"}));
+}
+
+// The spooler's own socket backend as the side-channel peer: it asks the simulator's agent
+// over SNMP for each step of the walks, so the report is again the same.
+TEST(NetworkReportLevels, NewerSpoolerHostWalksTheSpoolersSocketBackend) {
+    if (!nettest::insidePrivateNetwork()) {
+        return nettest::rerunInPrivateNetwork();
+    }
+    const char kBackend[] = "/usr/lib/cups/backend/socket";
+    if (access(kBackend, X_OK) != 0) {
+        GTEST_SKIP() << "the spooler's socket backend is not installed";
+    }
+    nettest::Scratch scratch;
+    nettest::Daemon printer;
+    ASSERT_TRUE(printer.start({CFFSIM_BINARY, "udp", "--address", "127.0.0.1", kProfile},
+                              scratch.dir + "/cffsim.log"));
+    ASSERT_TRUE(nettest::waitForUdpPort(161, 10000)) << nettest::readFile(scratch.dir + "/cffsim.log");
+    // The backend connects to the print port before it serves the side channel.
+    int printPort = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    struct sockaddr_in address {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(9100);
+    inet_pton(AF_INET, "127.0.0.1", &address.sin_addr);
+    ASSERT_EQ(bind(printPort, reinterpret_cast<struct sockaddr*>(&address), sizeof(address)), 0);
+    ASSERT_EQ(listen(printPort, 4), 0);
+
+    // The backend needs a PPD for its supply polling, else it refuses SNMP requests.
+    const std::string ppd = scratch.dir + "/queue.ppd";
+    nettest::writeFile(ppd, "*PPD-Adobe: \"4.3\"\n*FormatVersion: \"4.3\"\n*LanguageVersion: English\n"
+                            "*LanguageEncoding: ISOLatin1\n*ModelName: \"Sim\"\n*NickName: \"Sim\"\n"
+                            "*ColorDevice: True\n");
+    int job[2], backChannel[2], sideChannel[2];
+    ASSERT_EQ(pipe(job), 0);
+    ASSERT_EQ(pipe(backChannel), 0);
+    ASSERT_EQ(socketpair(AF_LOCAL, SOCK_STREAM, 0, sideChannel), 0);
+    for (int* fd : {&job[0], &job[1], &backChannel[0], &backChannel[1], &sideChannel[0], &sideChannel[1]}) {
+        *fd = cfftest::moveAboveTen(*fd);
+    }
+    for (int fd : {backChannel[0], backChannel[1], sideChannel[0], sideChannel[1]}) {
+        fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
+    }
+    const std::string backendLog = scratch.dir + "/backend.log";
+    pid_t backend = fork();
+    if (backend == 0) {
+        dup2(job[0], 0);
+        dup2(open("/dev/null", O_WRONLY), 1);
+        dup2(open(backendLog.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 2);
+        dup2(backChannel[1], 3);
+        dup2(sideChannel[1], 4);
+        for (int fd = 5; fd < 1024; ++fd) {
+            close(fd);
+        }
+        clearenv();
+        setenv("PATH", "/usr/bin:/bin", 1);
+        setenv("DEVICE_URI", kSocketUri, 1);
+        setenv("PPD", ppd.c_str(), 1);
+        setenv("CUPS_SERVERROOT", scratch.dir.c_str(), 1);
+        setenv("CUPS_CACHEDIR", scratch.dir.c_str(), 1);
+        setenv("TMPDIR", scratch.dir.c_str(), 1);
+        execl(kBackend, kBackend, "7", "lp", "maintenance", "1", "", static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    ASSERT_GT(backend, 0);
+    close(job[0]);
+    close(backChannel[1]);
+    close(sideChannel[1]);
+    FilterRun run;
+    {
+        cfftest::FdSlot slot(4);
+        slot.place(sideChannel[0]);
+        run = nettest::runFilter(scratch.dir, kSocketUri, "ReportLevels\n", host("Darwin", "14.0.0"), true);
+    }
+    // End of the job: the backend leaves at end of input.
+    close(job[1]);
+    int status = 0;
+    bool ended = false;
+    for (int waited = 0; waited < 5000 && !ended; waited += 10) {
+        ended = waitpid(backend, &status, WNOHANG) == backend;
+        if (!ended) {
+            usleep(10000);
+        }
+    }
+    if (!ended) {
+        kill(backend, SIGKILL);
+        waitpid(backend, &status, 0);
+    }
+    EXPECT_TRUE(ended) << "the backend did not end at the end of its input";
+    close(backChannel[0]);
+    close(printPort);
+    ASSERT_TRUE(run.ran);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, colorFinisherLine()) << nettest::readFile(backendLog);
 }
