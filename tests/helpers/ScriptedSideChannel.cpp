@@ -19,6 +19,10 @@ namespace {
 std::vector<unsigned long> oidArcs(const std::string& oid) {
     std::vector<unsigned long> arcs;
     const char* text = oid.c_str();
+    // Backends write identifiers with a leading dot (".1.3.6..."); both forms sort alike.
+    if (*text == '.') {
+        ++text;
+    }
     while (*text != '\0') {
         char* end = nullptr;
         arcs.push_back(std::strtoul(text, &end, 10));
