@@ -1,6 +1,7 @@
 // Runs the built filter on a USB queue against a scripted printer behind the backend's channels.
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -291,3 +292,80 @@ TEST(UsbPath, PrinterThatFailsToAnswerLeavesExitZeroAndOnlyWhatArrivedOnStderr) 
     EXPECT_EQ(slowRun.errors, simpleLine);
     EXPECT_GE(slowRun.seconds, 5.5);
 }
+
+#ifdef CFFSIM_BINARY
+namespace {
+
+// Runs the filter under "cffsim run-filter", which relays the filter's stderr to its stdout.
+std::string runUnderSimulator(const std::string& environment, const std::string& options,
+                              const std::string& profile, const std::string& commandFile) {
+    std::string command = "env -i PATH=/usr/bin:/bin " + environment + " " + CFFSIM_BINARY + " run-filter " +
+                          options + " " + CFF_SOURCE_DIR + "/tools/simulator/profiles/" + profile + ".yaml -- " +
+                          CFF_FILTER_BINARY + " 42 maintenance commands 1 '' " + commandFile + " 2>/dev/null";
+    std::string relayed;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) {
+        return "(not run)";
+    }
+    char buffer[1024];
+    size_t got;
+    while ((got = fread(buffer, 1, sizeof buffer, pipe)) > 0) {
+        relayed.append(buffer, got);
+    }
+    int status = pclose(pipe);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
+    return relayed;
+}
+
+}  // namespace
+
+TEST(UsbPath, BundledSimulatorProfilesGiveTheirLines) {
+    SKIP_IF_LOGGING();
+    CommandFiles files;
+    struct Case {
+        const char* name;
+        std::string environment;
+        std::string options;
+        std::string profile;
+        std::string commandFile;
+        std::string line;
+    };
+    const std::vector<Case> cases = {
+        {"basic options", "", "", "basic-mono", files.autoConfigure(),
+         "PPD: DefaultDuplex=None DefaultEnvFeeder=NotInstalledM DefaultFlash=NotInstalledF "
+         "DefaultOptDuplex=NotInstalledM DefaultOptOutputBins=StandardBin DefaultOutputFinisher=NotInstalledM "
+         "DefaultTrays=Tray1 \n"},
+        {"basic supplies", "LANG=en_US.UTF-8", "", "basic-mono", files.reportLevels(),
+         "ATTR: marker-colors=#000000,#000000 marker-levels=40,75 marker-names='\"Black Toner\"','\"Drum\"' "
+         "marker-types=toner,opc \n"},
+        {"equipped options", "", "", "color-finisher", files.autoConfigure(),
+         "PPD: DefaultEnvFeeder=InstalledM DefaultFlash=InstalledF DefaultOptDuplex=InstalledM "
+         "DefaultOptOutputBins=OBin3 DefaultOutputFinisher=AdvancedFinisher DefaultTrays=Tray1234 \n"},
+        {"German supplies from code page 850", "LANG=de_DE.UTF-8", "", "color-finisher", files.reportLevels(),
+         "ATTR: marker-colors=#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#000000 "
+         "marker-levels=80,55,30,5,75,50,25,100,60,75 "
+         "marker-names='\"Toner Schwarz\"','\"Toner Cyan\"','\"Toner Magenta\"','\"Toner Gelb\"',"
+         "'\"Bildtrommel Schwarz\"','\"Bildtrommel Cyan\"','\"Bildtrommel Magenta\"','\"Bildtrommel Gelb\"',"
+         "'\"Fixiereinheit f\xC3\xBCr Papier\"','\"Resttonerbeh\xC3\xA4lter\"' "
+         "marker-types=toner,toner,toner,toner,opc,opc,opc,opc,fuser,wasteToner \n"},
+        // Japanese is refused with the failure flag; the second request, in English, succeeds.
+        {"refused language falls back to English", "LANG=ja_JP.UTF-8", "", "color-finisher",
+         files.reportLevels(),
+         "ATTR: marker-colors=#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#000000 "
+         "marker-levels=80,55,30,5,75,50,25,100,60,75 "
+         "marker-names='\"Black Toner\"','\"Cyan Toner\"','\"Magenta Toner\"','\"Yellow Toner\"',"
+         "'\"Black Drum\"','\"Cyan Drum\"','\"Magenta Drum\"','\"Yellow Drum\"',"
+         "'\"Fuser Unit (220 V \xC2\xB1" "10 %)\"','\"Waste Toner Box\"' "
+         "marker-types=toner,toner,toner,toner,opc,opc,opc,opc,fuser,wasteToner \n"},
+        {"every request failed", "", "--fail", "color-finisher", files.autoConfigure(), ""},
+        // Empty trees and an empty option text: every fact takes its "nothing reported" value.
+        {"silent printer", "", "", "silent", files.autoConfigure(),
+         "PPD: DefaultEnvFeeder=NotInstalledM DefaultFlash=NotInstalledF DefaultOptDuplex=InstalledM DefaultOptOutputBins=StandardBin "
+         "DefaultOutputFinisher=NotInstalledM DefaultTrays=Tray1 \n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(runUnderSimulator(c.environment, c.options, c.profile, c.commandFile), c.line);
+    }
+}
+#endif
