@@ -4,7 +4,9 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sched.h>
 #include <sys/ioctl.h>
+#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -66,6 +68,20 @@ std::vector<std::string> takePackets(std::string& stream) {
 
 }  // namespace
 
+bool ScriptedUsbPrinter::privateTmpAvailable() {
+    static const bool available = [] {
+        pid_t child = fork();
+        if (child == 0) {
+            bool ok = unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                      mount("tmpfs", "/tmp", "tmpfs", 0, nullptr) == 0;
+            _exit(ok ? 0 : 1);
+        }
+        int status = 0;
+        return child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }();
+    return available;
+}
+
 ScriptedUsbPrinter::ScriptedUsbPrinter(std::vector<PrinterAnswer> answers)
     : ScriptedUsbPrinter(std::move(answers), Options()) {}
 
@@ -121,6 +137,13 @@ UsbFilterRun ScriptedUsbPrinter::run(const std::string& filter, const std::strin
             }
         }
         close_range(5, ~0U, 0);
+        if (options_.privateTmp) {
+            // A /tmp of its own, so that a log marker on the host never reaches this run.
+            if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                mount("tmpfs", "/tmp", "tmpfs", 0, nullptr) != 0) {
+                _exit(125);
+            }
+        }
         signal(SIGPIPE, SIG_DFL);
         execve(argv[0], argv.data(), envp.data());
         _exit(127);

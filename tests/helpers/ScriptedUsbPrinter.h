@@ -50,7 +50,14 @@ public:
         bool closeWhenAnswered = true;
         // The filter is killed after this long.
         int limitMs = 30000;
+        // Run the filter in a mount namespace of its own with an empty /tmp (needs the right
+        // to create one, see privateTmpAvailable), so that the host's log marker file is
+        // neither seen nor touched. The command file must then live outside /tmp.
+        bool privateTmp = true;
     };
+
+    // True when this process may give a child a private /tmp.
+    static bool privateTmpAvailable();
 
     explicit ScriptedUsbPrinter(std::vector<PrinterAnswer> answers);
     ScriptedUsbPrinter(std::vector<PrinterAnswer> answers, Options options);

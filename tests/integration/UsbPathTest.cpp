@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -72,8 +73,9 @@ NpaElement supplyTree(int codePage, const std::vector<supplyInfo_>& records) {
 class CommandFiles {
 public:
     CommandFiles() {
-        char pattern[] = "/tmp/cff-usbpath-XXXXXX";
-        dir_ = mkdtemp(pattern) ? pattern : "";
+        // Under the build tree: the filter runs with a /tmp of its own.
+        std::string pattern = std::string(CFF_BINARY_DIR) + "/cff-usbpath-XXXXXX";
+        dir_ = mkdtemp(pattern.data()) ? pattern : "";
         std::ofstream(autoConfigure()) << "AutoConfigure\n";
         std::ofstream(reportLevels()) << "ReportLevels\n";
     }
@@ -88,13 +90,12 @@ private:
     std::string dir_;
 };
 
-// With the log marker present the filter names its log file on standard error, which these
-// tests compare byte for byte.
-bool markerPresent() { return access("/tmp/startlog", F_OK) == 0; }
-
-#define SKIP_IF_LOGGING()                                                                       \
-    if (markerPresent()) {                                                                      \
-        GTEST_SKIP() << "/tmp/startlog exists, so the filter writes its log path to stderr"; \
+// With the log marker /tmp/startlog present the filter names its log file on standard error,
+// which these tests compare byte for byte; so the filter gets a private, empty /tmp.
+#define SKIP_IF_LOGGING()                                                                         \
+    if (!ScriptedUsbPrinter::privateTmpAvailable()) {                                             \
+        GTEST_SKIP() << "no private mount namespace permitted, so a log marker in /tmp could "    \
+                        "reach the filter and its standard error";                                \
     }
 
 }  // namespace
@@ -293,13 +294,82 @@ TEST(UsbPath, PrinterThatFailsToAnswerLeavesExitZeroAndOnlyWhatArrivedOnStderr) 
     EXPECT_GE(slowRun.seconds, 5.5);
 }
 
+TEST(UsbPath, RandomAndMutatedAnswersNeverBreakTheRun) {
+    SKIP_IF_LOGGING();
+    CommandFiles files;
+    std::mt19937 random(7321);
+    auto byte = [&random]() { return static_cast<char>(random() & 0xFF); };
+    std::vector<supplyInfo_> supplies = {supply(1, 3, "Black", 100, 40), supply(112, 7, "Waste", 100, 30),
+                                         supply(16, 4, "Drum", 20000, 1000)};
+    const std::vector<std::vector<std::string>> seeds = {
+        rdcPackets(rdc::root({rdc::configuration(
+            {rdc::inputTrays({rdc::inputTray(1, 1, "Tray 1"), rdc::inputTray(2, 130, "Manual")}),
+             rdc::outputUnits({rdc::outputUnit(1, 22, "Finisher", {{1, "Standard Bin"}, {2, "Bin 1"}})}),
+             rdc::duplex(1)})})),
+        rdcPackets(supplyTree(2009, supplies)),
+        {text(rocAnswer("FLASH:1;RAM:64;"))},
+    };
+    // A mutated seed, a seed cut short, random bytes behind a start byte, or plain noise.
+    auto answer = [&](size_t round) {
+        PrinterAnswer made;
+        const std::vector<std::string>& seed = seeds[random() % seeds.size()];
+        switch (round % 4) {
+            case 0:
+                made.packets = seed;
+                for (int flips = 1 + static_cast<int>(random() % 6); flips > 0; --flips) {
+                    std::string& packet = made.packets[random() % made.packets.size()];
+                    packet[random() % packet.size()] = byte();
+                }
+                break;
+            case 1:
+                made.packets = {seed[0].substr(0, random() % seed[0].size())};
+                break;
+            case 2: {
+                std::string packet("\xA5", 1);
+                for (size_t n = random() % 300; n > 0; --n) {
+                    packet += n == 1 ? '\xE0' : byte();
+                }
+                made.packets = {packet, packet.substr(0, random() % (packet.size() + 1))};
+                break;
+            }
+            default:
+                made.packets = {std::string(1 + random() % 64, '\0')};
+                for (char& c : made.packets[0]) {
+                    c = byte();
+                }
+        }
+        return made;
+    };
+    for (size_t round = 0; round < 40; ++round) {
+        SCOPED_TRACE("round " + std::to_string(round));
+        bool options = round % 2 == 0;
+        // As many answers as the command asks for; a further request (a retry) finds the
+        // back-channel closed.
+        std::vector<PrinterAnswer> answers = {answer(round)};
+        if (options) {
+            answers.push_back(answer(round + 1));
+        }
+        UsbFilterRun run = ScriptedUsbPrinter(answers).run(CFF_FILTER_BINARY, options ? files.autoConfigure() : files.reportLevels());
+        ASSERT_TRUE(run.ran);
+        EXPECT_EQ(run.signal, 0);
+        EXPECT_EQ(run.exitStatus, 0);
+        EXPECT_LT(run.seconds, 5.0);
+        if (!run.errors.empty()) {
+            EXPECT_EQ(run.errors.find('\n'), run.errors.size() - 1) << run.errors;
+            EXPECT_EQ(run.errors.rfind(options ? "PPD: " : "ATTR: ", 0), 0u) << run.errors;
+            EXPECT_EQ(run.errors.substr(run.errors.size() - 2), " \n");
+        }
+    }
+}
+
 #ifdef CFFSIM_BINARY
 namespace {
 
 // Runs the filter under "cffsim run-filter", which relays the filter's stderr to its stdout.
 std::string runUnderSimulator(const std::string& environment, const std::string& options,
                               const std::string& profile, const std::string& commandFile) {
-    std::string command = "env -i PATH=/usr/bin:/bin " + environment + " " + CFFSIM_BINARY + " run-filter " +
+    std::string command = "unshare --mount --propagation private sh -c 'mount -t tmpfs tmpfs /tmp && exec \"$0\" \"$@\"' "
+                          "env -i PATH=/usr/bin:/bin " + environment + " " + CFFSIM_BINARY + " run-filter " +
                           options + " " + CFF_SOURCE_DIR + "/tools/simulator/profiles/" + profile + ".yaml -- " +
                           CFF_FILTER_BINARY + " 42 maintenance commands 1 '' " + commandFile + " 2>/dev/null";
     std::string relayed;

@@ -147,7 +147,7 @@ TEST(NpaOverBackChannel, PlaysEveryScriptedAnswer) {
         BackendOutput output;
         cfftest::ScriptedBackChannel peer(chunksOf(script.reads));
         ASSERT_TRUE(peer.ok());
-        auto protocol = backendProtocol(1.0);
+        auto protocol = backendProtocol(0.5);
         Data request = npa_script::rdcRequestData();
         Data answer;
 
@@ -163,7 +163,7 @@ TEST(NpaOverBackChannel, PlaysEveryScriptedAnswer) {
         }
         if (script.reads.empty()) {
             // Two attempts of the whole first wait before giving up.
-            EXPECT_GE(seconds, 1.9);
+            EXPECT_GE(seconds, 0.95);
         }
         peer.stop();
     }
