@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <deque>
 
@@ -202,7 +203,7 @@ UsbFilterRun ScriptedUsbPrinter::run(const std::string& filter, const std::strin
             usleep(2000);
             continue;
         }
-        int ready = poll(entries, 2, pending.empty() && exited ? 50 : 2);
+        int ready = poll(entries, 2, pending.empty() ? 20 : 2);
         if (ready < 0 && errno != EINTR) {
             break;
         }
