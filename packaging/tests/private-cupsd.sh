@@ -1,10 +1,12 @@
 # Starts a throw-away cupsd on a loopback port, for tests and for trying the operator's guide.
-# Source it, then call:  cff_cupsd_start DIR FILTER  (FILTER is installed as the filter
-# "commandfilefilter"), use $CFF_CUPS_HOST with lp, lpadmin, lpoptions, lpstat and ipptool,
-# and cff_cupsd_stop when done.  Needs root: cupsd drops to user lp for filters.
+# Source it, then call:  cff_cupsd_start DIR FILTER [SCHEME=PROGRAM...]  (FILTER is installed
+# as the filter "commandfilefilter", each PROGRAM as the backend for URIs SCHEME://...), use
+# $CFF_CUPS_HOST with lp, lpadmin, lpoptions, lpstat and ipptool, and cff_cupsd_stop when done.
+# Needs root: cupsd drops to user lp for filters and backends.
 
 cff_cupsd_start() {
-  local dir=$1 filter=$2 f
+  local dir=$1 filter=$2 f backend
+  shift 2
   CFF_CUPS_DIR=$dir
   mkdir -p "$dir"/{etc/ppd,bin/filter,bin/backend,spool/tmp,cache,state,log}
   for f in daemon cgi-bin notifier monitor driver; do
@@ -13,7 +15,12 @@ cff_cupsd_start() {
   for f in /usr/lib/cups/filter/* /usr/lib/cups/backend/*; do
     ln -sfn "$f" "$dir/bin/${f#/usr/lib/cups/}"
   done
+  # Real root-owned copies: cupsd refuses programs that others could replace.
   install -m 0755 "$filter" "$dir/bin/filter/commandfilefilter"
+  for backend in "$@"; do
+    rm -f "$dir/bin/backend/${backend%%=*}"
+    install -m 0755 "${backend#*=}" "$dir/bin/backend/${backend%%=*}"
+  done
   # cupsd refuses filters below a directory that others can write to.
   chmod 0755 "$dir" "$dir"/bin "$dir"/bin/filter "$dir"/bin/backend
   chmod 0711 "$dir"/spool
@@ -72,6 +79,16 @@ cff_cupsd_stop() {
     wait "$CFF_CUPS_PID" 2>/dev/null || true
     CFF_CUPS_PID=
   fi
+}
+
+# Waits until job ID (e.g. "laser-3") is listed as completed (at most 30 s).
+cff_cupsd_wait_completed() {
+  local id=$1 i
+  for i in $(seq 1 300); do
+    lpstat -h "$CFF_CUPS_HOST" -W completed -o "${id%-*}" 2>/dev/null | grep -q "^$id " && return 0
+    sleep 0.1
+  done
+  return 1
 }
 
 # Waits until every job on the private cupsd has left the queue (at most 30 s).

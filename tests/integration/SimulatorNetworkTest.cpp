@@ -22,11 +22,14 @@ using simtest::fromHex;
 
 class NetworkPrinter : public testing::Test {
 protected:
-    void start() {
+    void start(bool raw = false) {
         std::string error;
         ASSERT_EQ(0, ProfileLoader::loadFile(std::string(CFFSIM_PROFILE_DIR) + "/color-finisher.yaml", profile_, error));
         server_.reset(new UdpServer(profile_, options_));
         ASSERT_EQ(0, server_->bind("127.0.0.1", 0, -1, error)) << error;
+        if (raw) {
+            ASSERT_EQ(0, server_->bindRaw("127.0.0.1", 0, error)) << error;
+        }
         thread_ = std::thread([this] { server_->serve(stop_); });
         client_ = socket(AF_INET, SOCK_DGRAM, 0);
         struct sockaddr_in peer {};
@@ -137,6 +140,40 @@ TEST_F(NetworkPrinter, FailAndNoiseSpoilTheAnswerAsAskedFor) {
     std::vector<std::string> datagrams = receiveAll(true);
     ASSERT_EQ(1u, datagrams.size());
     EXPECT_EQ(fromHex("00A5000280E0"), datagrams[0].substr(12));
+}
+
+// A spooler's network backend sends the job, half-closes and waits for the printer to close:
+// each of several connections must be drained and then closed, while requests are answered.
+TEST_F(NetworkPrinter, RawPortDiscardsPrintDataAndClosesEachConnectionAtItsEnd) {
+    start(true);
+    struct sockaddr_in printer {};
+    printer.sin_family = AF_INET;
+    printer.sin_port = htons(static_cast<uint16_t>(server_->rawPort()));
+    inet_pton(AF_INET, "127.0.0.1", &printer.sin_addr);
+    const std::string job(100000, 'x');
+    int connections[2];
+    for (int& fd : connections) {
+        fd = socket(AF_INET, SOCK_STREAM, 0);
+        ASSERT_EQ(0, connect(fd, reinterpret_cast<struct sockaddr*>(&printer), sizeof(printer)));
+    }
+    for (int fd : connections) {
+        for (size_t sent = 0; sent < job.size();) {
+            ssize_t n = ::send(fd, job.data() + sent, job.size() - sent, 0);
+            ASSERT_GT(n, 0);
+            sent += static_cast<size_t>(n);
+        }
+        shutdown(fd, SHUT_WR);
+    }
+    send(kRequest);
+    EXPECT_FALSE(receiveAll(true).empty());
+    for (int fd : connections) {
+        struct pollfd end = {fd, POLLIN, 0};
+        ASSERT_EQ(1, poll(&end, 1, 2000)) << "the connection was not closed";
+        char byte;
+        EXPECT_EQ(0, recv(fd, &byte, 1, 0));
+        close(fd);
+    }
+    EXPECT_EQ(static_cast<long>(2 * job.size()), server_->rawBytesReceived());
 }
 
 }  // namespace

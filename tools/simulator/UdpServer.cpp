@@ -1,5 +1,5 @@
 // UdpServer: the simulated printer on the network: packets with network framing on one UDP
-// port and an SNMP agent on another.
+// port, an SNMP agent on another, and optionally a raw TCP print port that discards its data.
 #include "UdpServer.h"
 
 #include <arpa/inet.h>
@@ -27,6 +27,12 @@ UdpServer::~UdpServer() {
     }
     if (snmpSocket_ >= 0) {
         close(snmpSocket_);
+    }
+    if (rawListener_ >= 0) {
+        close(rawListener_);
+    }
+    for (int fd : rawConnections_) {
+        close(fd);
     }
 }
 
@@ -65,6 +71,57 @@ int UdpServer::bind(const std::string& address, int npaPort, int snmpPort, std::
         return -1;
     }
     return 0;
+}
+
+int UdpServer::bindRaw(const std::string& address, int port, std::string& error) {
+    struct sockaddr_in local;
+    std::memset(&local, 0, sizeof(local));
+    local.sin_family = AF_INET;
+    local.sin_port = htons(static_cast<uint16_t>(port));
+    if (inet_pton(AF_INET, address.c_str(), &local.sin_addr) != 1) {
+        error = "\"" + address + "\" is not an IPv4 address";
+        return -1;
+    }
+    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+        error = std::string("socket: ") + strerror(errno);
+        return -1;
+    }
+    int on = 1;
+    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+    if (::bind(fd, reinterpret_cast<struct sockaddr*>(&local), sizeof(local)) != 0 || listen(fd, 4) != 0) {
+        error = "cannot listen on TCP " + address + ":" + std::to_string(port) + ": " + strerror(errno);
+        close(fd);
+        return -1;
+    }
+    socklen_t length = sizeof(local);
+    getsockname(fd, reinterpret_cast<struct sockaddr*>(&local), &length);
+    rawPort_ = ntohs(local.sin_port);
+    rawListener_ = fd;
+    return 0;
+}
+
+void UdpServer::acceptRaw() {
+    int fd = accept4(rawListener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (fd >= 0) {
+        SimulatorLog::debug("raw print connection opened");
+        rawConnections_.push_back(fd);
+    }
+}
+
+void UdpServer::drainRaw(size_t index) {
+    char buffer[8192];
+    ssize_t got = recv(rawConnections_[index], buffer, sizeof(buffer), 0);
+    if (got > 0) {
+        rawBytes_ += got;
+        return;
+    }
+    if (got < 0 && (errno == EAGAIN || errno == EINTR)) {
+        return;
+    }
+    SimulatorLog::debug("raw print connection closed; %ld byte(s) received in all", rawBytes_.load());
+    close(rawConnections_[index]);
+    rawConnections_.erase(rawConnections_.begin() + static_cast<long>(index));
 }
 
 void UdpServer::sendAndAwaitAck(const std::string& datagram, uint16_t sequence, const void* peer,
@@ -158,19 +215,27 @@ void UdpServer::serveSnmp() {
 
 int UdpServer::serve(const std::atomic<bool>& stop) {
     while (!stop) {
-        struct pollfd fds[2];
-        nfds_t count = 0;
+        std::vector<struct pollfd> fds;
         int npaIndex = -1;
         int snmpIndex = -1;
+        int rawIndex = -1;
         if (npaSocket_ >= 0) {
-            npaIndex = static_cast<int>(count);
-            fds[count++] = {npaSocket_, POLLIN, 0};
+            npaIndex = static_cast<int>(fds.size());
+            fds.push_back({npaSocket_, POLLIN, 0});
         }
         if (snmpSocket_ >= 0) {
-            snmpIndex = static_cast<int>(count);
-            fds[count++] = {snmpSocket_, POLLIN, 0};
+            snmpIndex = static_cast<int>(fds.size());
+            fds.push_back({snmpSocket_, POLLIN, 0});
         }
-        if (poll(fds, count, 100) <= 0) {
+        if (rawListener_ >= 0 && rawConnections_.size() < kMaxRawConnections) {
+            rawIndex = static_cast<int>(fds.size());
+            fds.push_back({rawListener_, POLLIN, 0});
+        }
+        size_t firstConnection = fds.size();
+        for (int fd : rawConnections_) {
+            fds.push_back({fd, POLLIN, 0});
+        }
+        if (poll(fds.data(), fds.size(), 100) <= 0) {
             continue;
         }
         if (npaIndex >= 0 && (fds[npaIndex].revents & POLLIN)) {
@@ -178,6 +243,15 @@ int UdpServer::serve(const std::atomic<bool>& stop) {
         }
         if (snmpIndex >= 0 && (fds[snmpIndex].revents & POLLIN)) {
             serveSnmp();
+        }
+        // Last first, so that closing a connection does not shift the ones still to visit.
+        for (size_t i = fds.size(); i-- > firstConnection;) {
+            if (fds[i].revents != 0) {
+                drainRaw(i - firstConnection);
+            }
+        }
+        if (rawIndex >= 0 && (fds[rawIndex].revents & POLLIN)) {
+            acceptRaw();
         }
     }
     return 0;

@@ -30,7 +30,8 @@ void onStopSignal(int) {
 int usage() {
     std::fprintf(stderr,
                  "Usage: cffsim backend [OPTIONS] PROFILE [JOB USER TITLE COPIES OPTIONS [FILE]]\n"
-                 "       cffsim udp [OPTIONS] --address ADDRESS [--npa-port PORT] [--snmp-port PORT] PROFILE\n"
+                 "       cffsim udp [OPTIONS] --address ADDRESS [--npa-port PORT] [--snmp-port PORT]\n"
+                 "                  [--raw-port PORT] PROFILE\n"
                  "       cffsim run-filter [OPTIONS] PROFILE -- FILTER [ARGS...]\n"
                  "Options: --split N  --delay MS  --drop N  --fail  --reorder  --noise  --verbose\n"
                  "Installed as a backend named simusb, it takes the profile from the device URI\n"
@@ -51,6 +52,7 @@ struct CommandLine {
     std::string address;
     long npaPort = 9300;
     long snmpPort = 161;
+    long rawPort = -1;  // TCP print port; off unless asked for
     std::string profilePath;
     std::vector<std::string> rest;  // job arguments or the filter command
 };
@@ -85,6 +87,9 @@ bool parseCommandLine(int argc, char** argv, int first, bool wantsFilter, Comman
         } else if (option == "--snmp-port") {
             if (!numberArg(-1, 65535)) return false;
             line.snmpPort = value;
+        } else if (option == "--raw-port") {
+            if (!numberArg(-1, 65535)) return false;
+            line.rawPort = value;
         } else if (option == "--address") {
             if (i + 1 >= argc) {
                 std::fprintf(stderr, "cffsim: --address needs an address\n");
@@ -207,8 +212,15 @@ int runUdp(const CommandLine& line) {
         std::fprintf(stderr, "ERROR: cffsim: %s\n", error.c_str());
         return 1;
     }
+    if (line.rawPort >= 0 && server.bindRaw(line.address, static_cast<int>(line.rawPort), error) != 0) {
+        std::fprintf(stderr, "ERROR: cffsim: %s\n", error.c_str());
+        return 1;
+    }
     std::fprintf(stderr, "cffsim: %s on %s, packets on UDP port %d, SNMP on UDP port %d\n", profile.model.c_str(),
                  line.address.c_str(), server.npaPort(), server.snmpPort());
+    if (server.rawPort() >= 0) {
+        std::fprintf(stderr, "cffsim: print data on TCP port %d is discarded\n", server.rawPort());
+    }
     struct sigaction action;
     std::memset(&action, 0, sizeof(action));
     action.sa_handler = onStopSignal;
