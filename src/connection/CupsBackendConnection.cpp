@@ -103,7 +103,6 @@ int CupsBackendConnection::doWrite(Data* request) {
     int replyLength = size;
     cups_sc_status_t status = cupsSideChannelDoRequest(CUPS_SC_CMD_DRAIN_OUTPUT, reply.data(),
                                                        &replyLength, getTimeoutVal());
-    logger.Log("Drain status = %d", static_cast<int>(status));
     return status == CUPS_SC_STATUS_OK ? 0 : -1;
 }
 

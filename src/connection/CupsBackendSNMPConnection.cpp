@@ -43,7 +43,6 @@ int CupsBackendSNMPConnection::doWrite(Data* request) {
     }
     cups_sc_status_t status = cupsSideChannelSNMPWalk(oid.c_str(), getTimeoutVal(),
                                                       &CupsBackendSNMWalkCB, this);
-    logger.Log("SNMPWalk status = %d", static_cast<int>(status));
     return status == CUPS_SC_STATUS_OK ? 0 : -1;
 }
 
@@ -51,7 +50,6 @@ int CupsBackendSNMPConnection::doWrite(Data* request) {
 int CupsBackendSNMPConnection::doRead(Data& answer) {
     Logger logger("CupsBackendSNMPConnection", "doRead");
     if (responses_.empty()) {
-        logger.Log("%s", "No walk results collected");
         return -1;
     }
     std::string text;

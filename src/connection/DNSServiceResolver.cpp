@@ -53,7 +53,6 @@ int DNSServiceResolver::resolveService(std::string serviceInstance) {
     Logger logger("DNSServiceResolver", "resolveService");
     try {
         if (serviceInstance.empty()) {
-            logger.Log("%s", "Empty service instance");
             return -1;
         }
         std::string modified = replaceCharacters(serviceInstance);
@@ -72,7 +71,6 @@ int DNSServiceResolver::resolveService(std::string serviceInstance) {
         DNSServiceRef serviceRef = nullptr;
         DNSServiceErrorType status = startResolve(&serviceRef, name, type, domain);
         if (status != kDNSServiceErr_NoError || serviceRef == nullptr) {
-            logger.Log("DNSServiceResolve Call =%s (%d)", "FAIL", static_cast<int>(status));
             return -1;
         }
         logger.Log("DNSServiceResolve Call =%s", "Success");

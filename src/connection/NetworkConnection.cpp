@@ -35,7 +35,6 @@ NetworkConnection::NetworkConnection(std::string uri,
     std::string authority;
     size_t separator = uri.find("://");
     if (separator == std::string::npos) {
-        logger.Log("No \"://\" in device URI, taken as the host: %s", uri.c_str());
         authority = uri;
     } else {
         scheme = uri.substr(0, separator);
@@ -47,17 +46,13 @@ NetworkConnection::NetworkConnection(std::string uri,
     }
     // A port written in the URI is ignored: the protocol decides the port.
     hostAddress_ = authority.substr(0, authority.find(':'));
-    if (hostAddress_.empty()) {
-        logger.Log("No host in device URI: %s", uri.c_str());
-    }
 
     auto entry = resolvers_.find(scheme);
     if (!hostAddress_.empty() && entry != resolvers_.end() && entry->second != nullptr) {
         URLResolver* resolver = entry->second;
+        // Unresolved, the service name stays the host; opening then fails in getaddrinfo.
         if (resolver->resolveService(hostAddress_) == 0 && !resolver->getHostName().empty()) {
             hostAddress_ = resolver->getHostName();
-        } else {
-            logger.Log("Service not resolved, keeping host: %s", hostAddress_.c_str());
         }
     }
 }
@@ -106,7 +101,6 @@ int NetworkConnection::doOpen() {
         }
     }
     if (chosen == nullptr) {
-        logger.Log("Socket creation status =%s", "FAIL");
         freeaddrinfo(results);
         return 10;
     }
@@ -147,7 +141,6 @@ int NetworkConnection::doClose() {
 int NetworkConnection::doWrite(Data* request) {
     Logger logger("NetworkConnection", "doWrite");
     if (!open_ || socket_ == -1) {
-        logger.Log("%s", "Connection not open");
         return -1;
     }
     if (request == nullptr) {
@@ -158,7 +151,6 @@ int NetworkConnection::doWrite(Data* request) {
     ssize_t sent = sendto(socket_, request->get(), size, 0,
                           reinterpret_cast<struct sockaddr*>(&peer_), peerLength_);
     if (sent == -1) {
-        logger.Log("sendto failed: %s", std::strerror(errno));
         return -1;
     }
     logger.Log("Write return = %d", static_cast<int>(sent));
@@ -168,7 +160,6 @@ int NetworkConnection::doWrite(Data* request) {
 int NetworkConnection::doRead(Data& answer) {
     Logger logger("NetworkConnection", "doRead");
     if (!open_ || socket_ == -1) {
-        logger.Log("%s", "Connection not open");
         return -1;
     }
     if (socket_ >= FD_SETSIZE) {
@@ -205,7 +196,6 @@ int NetworkConnection::doRead(Data& answer) {
     ssize_t count = recvfrom(socket_, buffer.data(), buffer.size(), 0,
                              reinterpret_cast<struct sockaddr*>(&sender), &senderLength);
     if (count <= 0) {
-        logger.Log("recvfrom returned %d", static_cast<int>(count));
         return -1;
     }
     // Later writes answer whoever sent this datagram.
@@ -214,7 +204,6 @@ int NetworkConnection::doRead(Data& answer) {
         peerLength_ = senderLength;
     }
     if (count > kMaxDatagramSize) {
-        logger.Log("Datagram longer than %d bytes, truncated", kMaxDatagramSize);
         count = kMaxDatagramSize;
     }
     // Intended: after the first datagram every wait is short, so the end of a

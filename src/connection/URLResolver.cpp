@@ -84,14 +84,15 @@ int URLResolver::resolveServiceDomainName(const std::string& uri, std::string& d
     Logger logger("URLResolver", "resolveServiceDomainName");
     logger.Log("Device URI =%s", uri.c_str());
     domain.clear();
-    if (uri.size() < 2) {
+    if (uri.empty()) {
         return -1;
     }
-    size_t dot = uri.rfind('.', uri.size() - 2);
-    if (dot == std::string::npos) {
-        return -1;
+    int result = -1;
+    size_t dot = uri.size() < 2 ? std::string::npos : uri.rfind('.', uri.size() - 2);
+    if (dot != std::string::npos) {
+        domain = uri.substr(dot + 1);
+        result = 0;
     }
-    domain = uri.substr(dot + 1);
     logger.Log("Domain Name =%s", domain.c_str());
-    return 0;
+    return result;
 }

@@ -93,7 +93,6 @@ int NPALangSettings::findNPALangIDFromOSLocale() {
     if (found != langIDs_.end()) {
         preferredNPALangID_ = found->second;
     }
-    logger.Log("Preffered NPA Lang ID: %d", preferredNPALangID_);
     return 0;
 }
 

@@ -7,6 +7,7 @@
 #include "connection/NetworkConnection.h"
 #include "helpers/OutputCapture.h"
 #include "helpers/TestUtil.h"
+#include "support/TempLog.h"
 
 TEST(URLResolver, SplitsInstanceIntoNameTypeAndDomain) {
     struct {
@@ -39,6 +40,22 @@ TEST(URLResolver, SplitsInstanceIntoNameTypeAndDomain) {
         EXPECT_EQ(resolver.resolveServiceDomainName(c.instance, domain), c.domainResult)
             << c.instance;
         EXPECT_EQ(domain, c.domain) << c.instance;
+    }
+}
+
+// Each splitter logs its result line whether or not it found its part.
+TEST(URLResolver, LogsEachPartAlsoWhenItIsMissing) {
+    TempLog temp;
+    OutputCapture err(2);
+    temp.enable();
+    DNSServiceResolver resolver;
+    std::string part;
+    resolver.resolveServiceName("Printer", part);
+    resolver.resolveServiceType("Printer", part);
+    resolver.resolveServiceDomainName("Printer", part);
+    const std::string log = temp.log();
+    for (const char* line : {"Service Name =Printer\n", "Service Type =\n", "Domain Name =\n"}) {
+        EXPECT_NE(log.find(line), std::string::npos) << line << " missing in\n" << log;
     }
 }
 

@@ -5,8 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "helpers/OutputCapture.h"
 #include "helpers/ScopedEnv.h"
 #include "support/NPALangSettings.h"
+#include "support/TempLog.h"
 #include "support/Utility.h"
 
 TEST(NPALangSettings, LanguageIdFollowsAppleLangThenLang) {
@@ -48,4 +50,25 @@ TEST(NPALangSettings, PreferredIdIsRememberedForTheCurrentLanguage) {
     // A fresh object's current language is "en": setting the id teaches the table "en".
     EXPECT_EQ(settings.setPreferedLangID(7), 0);
     EXPECT_EQ(settings.getNPALangID(), 7);
+}
+
+TEST(NPALangSettings, LogsTheLookupOnceInCallOrder) {
+    TempLog temp;
+    OutputCapture err(2);
+    temp.enable();
+    ScopedEnv env;
+    env.set("APPLE_LANG", std::nullopt);
+    env.set("LANG", "fr_FR.UTF-8");
+    NPALangSettings settings;
+    EXPECT_EQ(settings.getNPALangID(), 2);
+    const std::string log = temp.log();
+    const std::vector<std::string> expected = {
+        "current lang Name: fr_FR", "Current Lang = fr_FR",
+        "map is empty. Prefered NPA Lang ID: 2", "Preffered NPA Lang ID: 2"};
+    size_t at = 0;
+    for (const std::string& line : expected) {
+        at = log.find(line, at);
+        ASSERT_NE(at, std::string::npos) << line << " missing or out of order in\n" << log;
+    }
+    EXPECT_EQ(log.find("Preffered NPA Lang ID"), log.rfind("Preffered NPA Lang ID")) << log;
 }
