@@ -88,6 +88,7 @@ UsbPlatform* USBConnection::platform() {
 }
 
 void USBConnection::parseDevURI(std::string uri) {
+    Logger logger("USBConnection", "parseDevURI");
     try {
         std::string text = replaceAll(uri, "%20", " ");
         std::vector<std::string> components = split(text, '/');

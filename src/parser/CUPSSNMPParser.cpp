@@ -108,7 +108,7 @@ int CUPSSNMPParser::parseData(Data* answer, CommandID /*id*/) {
             }
             std::string line = text.substr(start, end - start);
             logger.Log("Line = %s", line.c_str());
-            parseLine(line);
+            parseLine(line, logger);
             start = end + 1;
         }
         return 0;
@@ -117,8 +117,7 @@ int CUPSSNMPParser::parseData(Data* answer, CommandID /*id*/) {
     }
 }
 
-void CUPSSNMPParser::parseLine(const std::string& line) {
-    Logger logger("CUPSSNMPParser", "parseLine");
+void CUPSSNMPParser::parseLine(const std::string& line, Logger& logger) {
     size_t equals = line.find('=');
     if (equals == std::string::npos) {
         return;

@@ -8,6 +8,8 @@
 
 #include "parser/Parser.h"
 
+class Logger;
+
 // Row records of the four walked tables. A field number is the position of a value in
 // its row, counted from 1 in walk order (the index column is not returned, so field n is
 // column n + 1 of the table entry). Each fill operation stores one value by field number
@@ -103,7 +105,8 @@ public:
     int getCodePage() const { return codePage_; }
 
 private:
-    void parseLine(const std::string& line);
+    // Files one line of the walk; logs through |logger|, the trace of parseData.
+    void parseLine(const std::string& line, Logger& logger);
 
     [[maybe_unused]] int status_ = kParserStatusNotAvailable;  // kept; nothing reads it
     int codePage_ = kDefaultCodePage;

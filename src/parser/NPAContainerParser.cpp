@@ -129,6 +129,7 @@ int NPAContainerParser::ParseHeaderStringInfo(const ByteCursor& header) {
 }
 
 int NPAContainerParser::GetNoOfElement(ByteCursor& cursor, unsigned int& count) {
+    Logger logger("NPAContainerParser", "GetNoOfElement");
     count = static_cast<unsigned int>(
         HexStrToLong(cursor, width(idWidth_) + width(typeWidth_), countWidth_));
     cursor.skip(containerHeaderSize());
@@ -137,12 +138,14 @@ int NPAContainerParser::GetNoOfElement(ByteCursor& cursor, unsigned int& count) 
 
 int NPAContainerParser::GetItemInfo(const ByteCursor& cursor, unsigned char& id,
                                     unsigned char& type) {
+    Logger logger("NPAContainerParser", "GetItemInfo");
     id = static_cast<unsigned char>(HexStrToLong(cursor, 0, idWidth_));
     type = static_cast<unsigned char>(HexStrToLong(cursor, width(idWidth_), typeWidth_));
     return 0;
 }
 
 int NPAContainerParser::ParseContainerInfo(ByteCursor& cursor) {
+    Logger logger("NPAContainerParser", "ParseContainerInfo");
     uint64_t length = HexStrToLong(
         cursor, width(idWidth_) + width(typeWidth_) + width(countWidth_), containerLengthWidth_);
     if (cursor.skip(containerHeaderSize())) {
@@ -153,6 +156,7 @@ int NPAContainerParser::ParseContainerInfo(ByteCursor& cursor) {
 }
 
 int NPAContainerParser::ParseStringInformation(ByteCursor& cursor, std::string& out) {
+    Logger logger("NPAContainerParser", "ParseStringInformation");
     uint64_t length = HexStrToLong(cursor, width(idWidth_) + width(typeWidth_), leafLengthWidth_);
     if (!cursor.skip(leafHeaderSize()) || length > cursor.remaining()) {
         cursor.skip(cursor.remaining() + 1);
@@ -163,6 +167,7 @@ int NPAContainerParser::ParseStringInformation(ByteCursor& cursor, std::string& 
 }
 
 int NPAContainerParser::ParseIntegerInfo(ByteCursor& cursor, int& out) {
+    Logger logger("NPAContainerParser", "ParseIntegerInfo");
     uint64_t length = HexStrToLong(cursor, width(idWidth_) + width(typeWidth_), leafLengthWidth_);
     if (!cursor.skip(leafHeaderSize()) || length > cursor.remaining()) {
         cursor.skip(cursor.remaining() + 1);

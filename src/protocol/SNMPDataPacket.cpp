@@ -154,7 +154,8 @@ int SNMPDataPacket::addOID(std::vector<unsigned char>& buffer, const std::string
         return 0;
     }
     // The first two arcs always go out as 0x2B (1.3): their encodings are dropped on
-    // the assumption that they are one byte each. Every identifier sent begins with 1.3.
+    // the assumption that they are one byte each, and the length is the arc bytes less
+    // one. Every identifier sent begins with 1.3.
     std::vector<unsigned char> content;
     content.push_back(0x2B);
     if (arcs.size() > 2) {
@@ -162,7 +163,7 @@ int SNMPDataPacket::addOID(std::vector<unsigned char>& buffer, const std::string
     }
     size_t before = buffer.size();
     buffer.push_back(kTagObjectIdentifier);
-    addVariableLengthSize(buffer, static_cast<unsigned int>(content.size()));
+    addVariableLengthSize(buffer, static_cast<unsigned int>(arcs.size() - 1));
     append(buffer, content);
     return static_cast<int>(buffer.size() - before);
 }

@@ -40,12 +40,15 @@ int SNMPProtocol::doRequest(Data* request, Data& answer) {
     while (rc == 0) {
         Data* piece = new Data();
         rc = connection->doRead(*piece);
-        logger.Log("%s", "Received buffer");
-        logger.LogData(piece->get(), piece->size());
         if (response != nullptr) {
-            // The last, failed read is handed over too; an empty piece is not stored.
+            // The last, failed read is handed over too; an empty piece is not stored but
+            // deleted, so the dump below reads the stored piece (none for an empty one).
             response->addData(sequence, piece);
-        } else {
+            piece = response->getValue(sequence);
+        }
+        logger.Log("%s", "Received buffer");
+        logger.LogData(piece != nullptr ? piece->get() : nullptr, piece != nullptr ? piece->size() : 0);
+        if (response == nullptr) {
             delete piece;
         }
         ++sequence;

@@ -5,6 +5,7 @@
 #include "connection/USBConnection.h"
 #include "connection/USBScriptedPlatform.h"
 #include "helpers/TestUtil.h"
+#include "support/TempLog.h"
 
 using testing::ElementsAre;
 
@@ -217,6 +218,37 @@ TEST_F(USBConnectionOpened, CloseGivesMinusOneEndsTransfersAndKeepsTheIds) {
     platform.devices[0].properties.productName = "renamed";  // would no longer match
     EXPECT_EQ(connection.doOpen(), 0);
     EXPECT_EQ(platform.listCalls, 1);
+}
+
+TEST(USBConnectionLog, TracesTheUriAndReportsTheOpenAndCloseSteps) {
+    TempLog log;
+    log.enable();
+    USBScriptedPlatform platform;
+    ScriptedDevice printer = scriptedPrinter("Acme Laser 500", "ABC123");
+    ScriptedInterface vendor;
+    vendor.interfaceClass = 255;
+    vendor.interfaceSubClass = 0;
+    printer.interfaces.insert(printer.interfaces.begin(), vendor);
+    platform.devices.push_back(printer);
+    {
+        USBConnection connection(kUri, &platform);
+        ASSERT_EQ(connection.doOpen(), 0);
+        EXPECT_EQ(connection.doClose(), -1);
+        ASSERT_EQ(connection.doOpen(), 0);
+    }
+    const char* const order[] = {
+        "<+USBConnection:parseDevURI+>", "<-USBConnection:parseDevURI>", "<+USBConnection:doOpen+>",
+        "VID = 0x1234, PID = 0x5678", "Interface class =255, subclass =0", "This is not the Print Interface. So, Try again...",
+        "Interface class =7, subclass =1", "Found the Print Interface =SUCCESS...", "Number of Pipe End Points =2",
+        "PipeProperties: EndPoint =1, Direction =0, Number =1, TransferType =2, MaxPacketSize =512, Interval =0",
+        "Read End point number =2, Write End point number =1", "Open Interface : Error = SUCCESS",
+        "Closing Connection =TRUE", "Releasing Interface =TRUE", "Alreary found VID and PID. VID = 0x1234, PID = 0x5678"};
+    std::string text = log.log();
+    size_t at = 0;
+    for (const char* line : order) {
+        at = text.find(line, at);
+        ASSERT_NE(std::string::npos, at) << line << "\n" << text;
+    }
 }
 
 TEST(USBConnectionLifetime, DestructorClosesAndReleasesAnOpenInterface) {

@@ -4,6 +4,7 @@
 #include "helpers/NpaAnswerBuilder.h"
 #include "parser/RDCDuplexParser.h"
 #include "parser/RDCInputParser.h"
+#include "support/TempLog.h"
 
 namespace {
 
@@ -34,6 +35,27 @@ TEST(NpaFrame, RejectsBadFramesWithTheirCodes) {
     EXPECT_EQ(parser.parseData(&badData, CMD_CONFIGURATION), INVALID_RESPONSE_DATA_ERROR);
     EXPECT_EQ(parser.parseData(nullptr, CMD_CONFIGURATION), NPA_DATA_RESPONSE_ERROR);
     EXPECT_EQ(parser.getDuplex(duplex), NPA_DATA_RESPONSE_ERROR);
+}
+
+TEST(NpaWalk, TracesEachCursorOperation) {
+    TempLog log;
+    log.enable();
+    RDCDuplexParser parser;
+    Data answer = NpaAnswerBuilder::toData(NpaAnswerBuilder().build(duplexTree(1)));
+    ASSERT_EQ(parser.parseData(&answer, CMD_CONFIGURATION), NPA_PARSE_OK);
+    std::string text = log.log();
+    // Root, then "1.2" descended, then "1.2.4" descended to its integer leaf, then both skipped.
+    const char* const order[] = {"NPAContainerParser:GetNoOfElement+>", "NPAContainerParser:GetItemInfo+>",
+                                 "NPAContainerParser:GetNoOfElement+>", "NPAContainerParser:GetItemInfo+>",
+                                 "NPAContainerParser:GetNoOfElement+>", "NPAContainerParser:GetItemInfo+>",
+                                 "NPAContainerParser:ParseIntegerInfo+>", "<-NPAContainerParser:ParseIntegerInfo>",
+                                 "NPAContainerParser:ParseContainerInfo+>", "NPAContainerParser:ParseContainerInfo+>"};
+    size_t at = 0;
+    for (const char* line : order) {
+        at = text.find(line, at);
+        ASSERT_NE(std::string::npos, at) << line << "\n" << text;
+        ++at;
+    }
 }
 
 struct HeaderCase {

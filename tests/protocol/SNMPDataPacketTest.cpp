@@ -44,6 +44,10 @@ TEST(SNMPDataPacketRequest, BuildsTheMessageWithTheOnePointThreeShortcutAndAOneB
     std::vector<unsigned char> arc;
     EXPECT_EQ(6, SNMPDataPacket::addOID(arc, "1.3..300.0"));
     EXPECT_EQ((Bytes{0x06, 0x04, 0x2B, 0x82, 0x2C, 0x00}), arc);
+    // The length counts the arc bytes less one, also for a lone arc.
+    arc.clear();
+    EXPECT_EQ(3, SNMPDataPacket::addOID(arc, ".5"));
+    EXPECT_EQ((Bytes{0x06, 0x00, 0x2B}), arc);
 
     SNMPDataPacket packet;
     Data pdu, message;

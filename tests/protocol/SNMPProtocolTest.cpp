@@ -7,6 +7,7 @@
 #include "protocol/CUPSSNMPResp.h"
 #include "protocol/SNMPProtocol.h"
 #include "protocol/SNMPResp.h"
+#include "support/TempLog.h"
 
 namespace {
 
@@ -32,6 +33,27 @@ TEST(SNMPProtocol, SendsTheWrappedRequestAndJoinsAnAnswerSplitOverDatagrams) {
     EXPECT_EQ(std::string("\x30\x10\x02\x01\x01\x04\x06opencm\xA0\x03\x02\x01\x07", 18), s.connection->written.at(0));
     EXPECT_EQ("first half, second half", text(joined));
     EXPECT_EQ(1, s.connection->closes);
+}
+
+TEST(SNMPProtocol, LogsEachPieceAfterHandingItToTheResponse) {
+    TempLog log;
+    log.enable();
+    SNMPSetup s;
+    s.connection->reads = {{0, std::string("\x0a\x1b", 2)}};
+    Data pdu(std::string("\xA0\x00", 2));
+    Data answer;
+    ASSERT_EQ(0, s.protocol.doRequest(&pdu, answer));
+    std::string text = log.log();
+    size_t stored = text.find("sequenceID =0");
+    size_t dumped = text.find("Received buffer");
+    ASSERT_NE(std::string::npos, stored);
+    ASSERT_NE(std::string::npos, dumped);
+    EXPECT_LT(stored, dumped);
+    EXPECT_NE(std::string::npos, text.find("<0x0a,0x1b,>dumped 2 bytes", dumped));
+    // The failed read that ends the loop is handed over first, then dumped empty.
+    size_t last = text.find("sequenceID =1", dumped);
+    ASSERT_NE(std::string::npos, last);
+    EXPECT_NE(std::string::npos, text.find("<>dumped 0 bytes", last));
 }
 
 TEST(SNMPProtocol, ReportsEachFailureWithItsOwnCode) {
