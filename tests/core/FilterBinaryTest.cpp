@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "helpers/PrivateTmp.h"
+
 namespace {
 using Messages = std::vector<std::string>;
 const char kUri[] = "socket://192.0.2.1:9100";
@@ -76,15 +78,7 @@ FilterRun runFilter(const Scratch& scratch, const Invocation& call, bool isolate
     }
     std::ostringstream script;
     if (isolated) {
-        // The build tree may itself lie below /tmp (a clone there): park the old /tmp on an
-        // empty system directory first and bind the build tree back into the new one.
-        const std::string build = quoted(CFF_BINARY_DIR);
-        script << "hold=$(for h in /mnt /media /srv /opt; do [ -d $h ] && echo $h && break; done)\n"
-               << "[ -n \"$hold\" ] && mount --bind /tmp \"$hold\" || exit 99\n"
-               << "mount -t tmpfs tmpfs /tmp || exit 99\n"
-               << "b=" << build << "\n"
-               << "case \"$b\" in /tmp/*) mkdir -p \"$b\" && mount --bind \"$hold/${b#/tmp/}\" \"$b\" "
-               << "|| exit 99;; esac\n";
+        script << cfftest::privateTmpShell() << "\n";
         if (call.marker) {
             writeFile(d + "/marker", *call.marker);
             script << "cp " << quoted(d + "/marker") << " /tmp/startlog\n";

@@ -1,6 +1,8 @@
 // ScriptedUsbPrinter: runs the filter program wired as for a USB queue and plays the printer behind the backend.
 #include "helpers/ScriptedUsbPrinter.h"
 
+#include "helpers/PrivateTmp.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -74,7 +76,7 @@ bool ScriptedUsbPrinter::privateTmpAvailable() {
         pid_t child = fork();
         if (child == 0) {
             bool ok = unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                      mount("tmpfs", "/tmp", "tmpfs", 0, nullptr) == 0;
+                      cfftest::mountPrivateTmp();
             _exit(ok ? 0 : 1);
         }
         int status = 0;
@@ -141,7 +143,7 @@ UsbFilterRun ScriptedUsbPrinter::run(const std::string& filter, const std::strin
         if (options_.privateTmp) {
             // A /tmp of its own, so that a log marker on the host never reaches this run.
             if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-                mount("tmpfs", "/tmp", "tmpfs", 0, nullptr) != 0) {
+                !cfftest::mountPrivateTmp()) {
                 _exit(125);
             }
         }

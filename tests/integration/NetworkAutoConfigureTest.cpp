@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "NetworkRun.h"
+#include "helpers/PrivateTmp.h"
 #include "helpers/SNMPTestMessages.h"
 #include "helpers/UdpPeer.h"
 
@@ -211,7 +212,7 @@ TEST(NetworkAutoConfigure, ServiceDiscoveryQueueAsksTheResolvedHost) {
                                          "/tests/connection/avahi-namespace.sh 9100");
     }
     // The daemons are set up; a fresh /tmp hides the host's log marker from the filter.
-    ASSERT_EQ(std::system("mount -t tmpfs tmpfs /tmp"), 0);
+    ASSERT_TRUE(cfftest::mountPrivateTmp());
     nettest::Scratch scratch;
     nettest::Daemon printer;
     ASSERT_TRUE(printer.start({CFFSIM_BINARY, "udp", "--address", "10.77.0.1", CFF_SOURCE_DIR

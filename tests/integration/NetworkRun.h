@@ -19,6 +19,8 @@
 #include <thread>
 #include <vector>
 
+#include "helpers/PrivateTmp.h"
+
 namespace nettest {
 
 const char kInsideVariable[] = "CFF_PRIVATE_NETWORK";
@@ -75,7 +77,7 @@ inline void rerunInPrivateNetwork() {
     }
     rerunCurrentTest(std::string(kInsideVariable) +
                      "=1 unshare -n -m --propagation private sh -c "
-                     "'mount -t tmpfs tmpfs /tmp && ip link set lo up || exit 77; "
+                     "'" + cfftest::privateTmpShell(77) + "ip link set lo up || exit 77; "
                      "exec \"$0\" \"$@\"'");
 }
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "helpers/NpaAnswerBuilder.h"
+#include "helpers/PrivateTmp.h"
 #include "helpers/NpaAnswerScripts.h"
 #include "helpers/ScriptedUsbPrinter.h"
 
@@ -368,7 +369,7 @@ namespace {
 // Runs the filter under "cffsim run-filter", which relays the filter's stderr to its stdout.
 std::string runUnderSimulator(const std::string& environment, const std::string& options,
                               const std::string& profile, const std::string& commandFile) {
-    std::string command = "unshare --mount --propagation private sh -c 'mount -t tmpfs tmpfs /tmp && exec \"$0\" \"$@\"' "
+    std::string command = "unshare --mount --propagation private sh -c '" + cfftest::privateTmpShell() + "exec \"$0\" \"$@\"' "
                           "env -i PATH=/usr/bin:/bin " + environment + " " + CFFSIM_BINARY + " run-filter " +
                           options + " " + CFF_SOURCE_DIR + "/tools/simulator/profiles/" + profile + ".yaml -- " +
                           CFF_FILTER_BINARY + " 42 maintenance commands 1 '' " + commandFile + " 2>/dev/null";
