@@ -184,6 +184,68 @@ int NPAContainerParser::ParseUnknownDataType(ByteCursor& cursor) {
     return 0;
 }
 
+void NPAContainerParser::walkChildren(const std::string& parentId, ByteCursor cursor,
+                                      const std::string& section, const std::string& subsection,
+                                      const ChildHandlers& handlers) {
+    unsigned int count = 0;
+    GetNoOfElement(cursor, count);
+    for (NPAChildWalk walk(count); walk.next(cursor);) {
+        unsigned char id = 0;
+        unsigned char type = 0;
+        GetItemInfo(cursor, id, type);
+        std::string childId = parentId + "." + std::to_string(id);
+
+        if (type == NPA_TYPE_STRING && handlers.text) {
+            std::string text;
+            if (ParseStringInformation(cursor, text) != 0) {
+                break;
+            }
+            handlers.text(childId, text);
+        } else if (type == NPA_TYPE_INTEGER) {
+            int value = 0;
+            if (ParseIntegerInfo(cursor, value) != 0) {
+                break;
+            }
+            if (handlers.integer) {
+                handlers.integer(childId, value);
+            }
+        } else if (type == NPA_TYPE_CONTAINER) {
+            if (handlers.container) {
+                handlers.container(childId);
+            }
+            if ((childId == section || childId.find(subsection) != std::string::npos) &&
+                canDescend(childId) && handlers.descend) {
+                handlers.descend(childId, containerWindow(cursor));
+            }
+            ParseContainerInfo(cursor);
+        } else {
+            ParseUnknownDataType(cursor);
+        }
+    }
+}
+
+int NPAContainerParser::walkForIntegerLeaf(const std::string& parentId, ByteCursor cursor,
+                                           const std::string& section,
+                                           const std::string& subsection,
+                                           const std::string& leaf, int& out, const char* module,
+                                           const char* function) {
+    Logger logger(module, function);
+    if (cursor.base() == nullptr) {
+        return NPA_NULL_CURSOR_ERROR;
+    }
+    ChildHandlers handlers;
+    handlers.integer = [&](const std::string& childId, int value) {
+        if (childId == leaf) {
+            out = value;
+        }
+    };
+    handlers.descend = [&](const std::string& childId, const ByteCursor& window) {
+        walkForIntegerLeaf(childId, window, section, subsection, leaf, out, module, function);
+    };
+    walkChildren(parentId, cursor, section, subsection, handlers);
+    return 0;
+}
+
 ByteCursor NPAContainerParser::treeCursor(Data* answer) {
     ByteCursor cursor(answer->get(), static_cast<size_t>(answer->size()));
     cursor.seek(kTreeOffset);
