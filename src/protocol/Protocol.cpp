@@ -91,3 +91,17 @@ int Protocol::exchangePackets(Logger& logger, Data* request, Data& response,
         return status;
     }
 }
+
+int Protocol::openForRequest(Logger& logger, Data* request) {
+    Connection* connection = getConnection();
+    if (connection == nullptr || request == nullptr) {
+        return -1;
+    }
+    int rc = connection->doOpen();
+    if (rc != 0) {
+        return rc;
+    }
+    logger.Log("%s", "Command buffer");
+    logger.LogData(request->get(), request->size());
+    return 0;
+}

@@ -55,6 +55,10 @@ protected:
                         const std::function<int(Connection& connection)>& send,
                         const PacketHandler& handle);
 
+    // Opens the connection for |request| and traces the command bytes. 0 when open, -1
+    // without connection or request, otherwise the open error.
+    int openForRequest(Logger& logger, Data* request);
+
 private:
     std::unique_ptr<Connection> connection_;
     ProtocolType protocolType_ = PROTOCOL_NPA;
