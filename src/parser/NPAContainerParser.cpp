@@ -61,13 +61,8 @@ bool NPAChildWalk::next(const ByteCursor& cursor) {
 
 int NPAContainerParser::parseData(Data* answer, CommandID id) {
     Logger logger("NPAContainerParser", "parseData");
-    if (answer != nullptr && answer->size() <= static_cast<int>(kTreeOffset)) {
-        logger.Log("error =%s", statusName(INSUFFICIENT_NPA_DATA_ERROR));
-        return INSUFFICIENT_NPA_DATA_ERROR;
-    }
-    int result = NPABaseParser::parseData(answer, id);
+    int result = checkAnswer(logger, answer, id, kTreeOffset);
     if (result != NPA_PARSE_OK) {
-        status_ = result;
         return result;
     }
     // The derived parser empties its results; the widths are always read afresh.
