@@ -26,8 +26,6 @@ constexpr size_t kAckedBytesOffset = 2;
 constexpr size_t kSequenceOffset = 6;
 constexpr size_t kFlagsOffset = 15;
 
-constexpr unsigned char kCommandFailed = 0x80;
-constexpr unsigned char kMorePackets = 0x20;
 }  // namespace
 
 NPABiDiProtocol::NPABiDiProtocol(Connection* connection)
@@ -93,14 +91,7 @@ int NPABiDiProtocol::processResponse(Data* packet) {
         int ackResult = connection != nullptr ? connection->doWrite(&ackPacket) : -1;
         logger.Log("Sending Ack packet. Return value =%d", ackResult);
 
-        unsigned int flags = bytes.peek(kFlagsOffset);
-        if (flags & kCommandFailed) {
-            state = kNPAStateFailed;
-            logger.Log("NPA command Fail error. Continue byte value =0x%x", flags);
-        } else if (!(flags & kMorePackets)) {
-            state = kNPAStateLastPacket;
-            logger.Log("This is the last packet. Continue byte value =0x%x", flags);
-        }
+        state = packetState(logger, bytes.peek(kFlagsOffset));
 
         int sequence = NPAResp::swapByte(bytes, kSequenceOffset);
         size_t header = static_cast<size_t>(networkHeaderSize_);

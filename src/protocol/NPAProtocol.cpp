@@ -12,8 +12,6 @@ const unsigned char kNpaModeCommand[] = {0xA5, 0x00, 0x10, 0x80, 0xA4, 0x5B, 0xA
                                          0x5B, 0x10, 0xEF, 0xA4, 0x5B, 0x11, 0xEE,
                                          0x00, 0xFF, 0x13, 0xEC, 0x2E};
 constexpr unsigned char kStartOfPacket = 0xA5;
-constexpr unsigned char kCommandFailed = 0x80;
-constexpr unsigned char kMorePackets = 0x20;
 }  // namespace
 
 NPAProtocol::NPAProtocol(Connection* connection) : Protocol(connection) {
@@ -89,14 +87,7 @@ int NPAProtocol::processResponse(Data* packet, int echoIndex, unsigned int echoV
         }
         ++packetCounter_;
 
-        unsigned int flags = bytes.peek(3);
-        if (flags & kCommandFailed) {
-            state = kNPAStateFailed;
-            logger.Log("NPA command Fail error. Continue byte value =0x%x", flags);
-        } else if (!(flags & kMorePackets)) {
-            state = kNPAStateLastPacket;
-            logger.Log("This is the last packet. Continue byte value =0x%x", flags);
-        }
+        state = packetState(logger, bytes.peek(3));
         logger.Log("Valid Data = %s", "TRUE");
         return state;
     } catch (...) {

@@ -92,6 +92,20 @@ int Protocol::exchangePackets(Logger& logger, Data* request, Data& response,
     }
 }
 
+int Protocol::packetState(Logger& logger, unsigned int flags) {
+    constexpr unsigned int kCommandFailed = 0x80;
+    constexpr unsigned int kMorePackets = 0x20;
+    if (flags & kCommandFailed) {
+        logger.Log("NPA command Fail error. Continue byte value =0x%x", flags);
+        return kNPAStateFailed;
+    }
+    if (!(flags & kMorePackets)) {
+        logger.Log("This is the last packet. Continue byte value =0x%x", flags);
+        return kNPAStateLastPacket;
+    }
+    return kNPAStateReading;
+}
+
 int Protocol::openForRequest(Logger& logger, Data* request) {
     Connection* connection = getConnection();
     if (connection == nullptr || request == nullptr) {

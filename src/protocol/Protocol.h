@@ -55,6 +55,10 @@ protected:
                         const std::function<int(Connection& connection)>& send,
                         const PacketHandler& handle);
 
+    // The state that an answer packet's flags byte gives: 13 when it flags the command as
+    // failed, 12 when no further packet follows, otherwise 11; the first two are traced.
+    static int packetState(Logger& logger, unsigned int flags);
+
     // Opens the connection for |request| and traces the command bytes. 0 when open, -1
     // without connection or request, otherwise the open error.
     int openForRequest(Logger& logger, Data* request);
