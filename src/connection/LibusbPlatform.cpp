@@ -4,6 +4,7 @@
 #include <libusb.h>
 
 #include <cstdio>
+#include <functional>
 #include <memory>
 
 namespace {
@@ -300,6 +301,28 @@ bool hasPrinterInterface(libusb_device* device) {
     return false;
 }
 
+using DeviceVisitor = std::function<void(libusb_device*, const libusb_device_descriptor&)>;
+
+// Calls |visit| with every attached device whose descriptor can be read. kUsbSuccess,
+// kUsbNotAvailable without a libusb session, or the status of a failed device listing.
+int forEachDevice(libusb_context* session, const DeviceVisitor& visit) {
+    if (session == nullptr) {
+        return kUsbNotAvailable;
+    }
+    DeviceListHolder holder;
+    holder.count = libusb_get_device_list(session, &holder.list);
+    if (holder.count < 0) {
+        return LibusbPlatform::statusFromLibusb(static_cast<int>(holder.count));
+    }
+    for (ssize_t i = 0; i < holder.count; ++i) {
+        libusb_device_descriptor descriptor;
+        if (libusb_get_device_descriptor(holder.list[i], &descriptor) == LIBUSB_SUCCESS) {
+            visit(holder.list[i], descriptor);
+        }
+    }
+    return kUsbSuccess;
+}
+
 }  // namespace
 
 LibusbPlatform::LibusbPlatform() = default;
@@ -346,21 +369,8 @@ int LibusbPlatform::statusFromLibusb(int error) {
 
 int LibusbPlatform::listDevices(std::vector<UsbDeviceProperties>& devices) {
     devices.clear();
-    libusb_context* session = context();
-    if (session == nullptr) {
-        return kUsbNotAvailable;
-    }
-    DeviceListHolder holder;
-    holder.count = libusb_get_device_list(session, &holder.list);
-    if (holder.count < 0) {
-        return statusFromLibusb(static_cast<int>(holder.count));
-    }
-    for (ssize_t i = 0; i < holder.count; ++i) {
-        libusb_device* device = holder.list[i];
-        libusb_device_descriptor descriptor;
-        if (libusb_get_device_descriptor(device, &descriptor) != LIBUSB_SUCCESS) {
-            continue;
-        }
+    return forEachDevice(context(), [&](libusb_device* device,
+                                        const libusb_device_descriptor& descriptor) {
         UsbDeviceProperties properties;
         properties.vendorId = descriptor.idVendor;
         properties.productId = descriptor.idProduct;
@@ -380,30 +390,16 @@ int LibusbPlatform::listDevices(std::vector<UsbDeviceProperties>& devices) {
             libusb_close(handle);
         }
         devices.push_back(std::move(properties));
-    }
-    return kUsbSuccess;
+    });
 }
 
 int LibusbPlatform::matchDevices(int vendorId, int productId,
                                  std::vector<std::unique_ptr<UsbDeviceEntry>>& entries) {
     entries.clear();
-    libusb_context* session = context();
-    if (session == nullptr) {
-        return kUsbNotAvailable;
-    }
-    DeviceListHolder holder;
-    holder.count = libusb_get_device_list(session, &holder.list);
-    if (holder.count < 0) {
-        return statusFromLibusb(static_cast<int>(holder.count));
-    }
-    for (ssize_t i = 0; i < holder.count; ++i) {
-        libusb_device_descriptor descriptor;
-        if (libusb_get_device_descriptor(holder.list[i], &descriptor) != LIBUSB_SUCCESS) {
-            continue;
-        }
+    return forEachDevice(context(), [&](libusb_device* device,
+                                        const libusb_device_descriptor& descriptor) {
         if (descriptor.idVendor == vendorId && descriptor.idProduct == productId) {
-            entries.push_back(std::make_unique<LibusbDeviceEntry>(holder.list[i]));
+            entries.push_back(std::make_unique<LibusbDeviceEntry>(device));
         }
-    }
-    return kUsbSuccess;
+    });
 }

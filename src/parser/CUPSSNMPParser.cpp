@@ -28,6 +28,22 @@ constexpr int kColourMagenta = 'M';
 constexpr int kColourYellow = 'Y';
 constexpr int kColourBlack = 'K';
 
+// Replaces |records| with one record per walked row, its columns handed to |fill| in
+// order and numbered from 1.
+template <typename Record>
+void fillRecords(const std::map<int, std::list<std::string>>& rows,
+                 void (Record::*fill)(int, const std::string&), std::map<int, Record>& records) {
+    records.clear();
+    for (const auto& row : rows) {
+        Record record;
+        int field = 1;
+        for (const std::string& value : row.second) {
+            (record.*fill)(field++, value);
+        }
+        records[row.first] = record;
+    }
+}
+
 }  // namespace
 
 const char* const CUPSSNMPParser::kGeneralEntry = ".1.3.6.1.2.1.43.5.1";
@@ -153,29 +169,15 @@ CUPSSNMPParser::RowMap CUPSSNMPParser::getSNMPResponseMap(const std::string& ent
 }
 
 int CUPSSNMPParser::initLocalizationStructMap() {
-    localizationInfo_.clear();
-    for (const auto& row : getSNMPResponseMap(kLocalizationEntry)) {
-        SNMPLocalizationInfo_ info;
-        int field = 1;
-        for (const std::string& value : row.second) {
-            info.fillLocalizationInfo(field++, value);
-        }
-        localizationInfo_[row.first] = info;
-    }
+    fillRecords(getSNMPResponseMap(kLocalizationEntry),
+                &SNMPLocalizationInfo_::fillLocalizationInfo, localizationInfo_);
     return 0;
 }
 
 int CUPSSNMPParser::initGeneralStructMap() {
     Logger logger("CUPSSNMPParser", "initGeneralStructMap");
-    generalInfo_.clear();
-    for (const auto& row : getSNMPResponseMap(kGeneralEntry)) {
-        SNMPGeneralInfo_ info;
-        int field = 1;
-        for (const std::string& value : row.second) {
-            info.fillGeneralInfo(field++, value);
-        }
-        generalInfo_[row.first] = info;
-    }
+    fillRecords(getSNMPResponseMap(kGeneralEntry),
+                &SNMPGeneralInfo_::fillGeneralInfo, generalInfo_);
     // The current localization names the localization row whose character set the
     // printer's texts use; the localization rows are built first for this.
     for (const auto& general : generalInfo_) {
@@ -189,28 +191,14 @@ int CUPSSNMPParser::initGeneralStructMap() {
 }
 
 int CUPSSNMPParser::initMarkerColorantStructMap() {
-    colorantInfo_.clear();
-    for (const auto& row : getSNMPResponseMap(kMarkerColorantEntry)) {
-        SNMPMarkerColorantInfo_ info;
-        int field = 1;
-        for (const std::string& value : row.second) {
-            info.fillMarkerColorantInfo(field++, value);
-        }
-        colorantInfo_[row.first] = info;
-    }
+    fillRecords(getSNMPResponseMap(kMarkerColorantEntry),
+                &SNMPMarkerColorantInfo_::fillMarkerColorantInfo, colorantInfo_);
     return 0;
 }
 
 int CUPSSNMPParser::initMarkerSuppliesStructMap() {
-    suppliesInfo_.clear();
-    for (const auto& row : getSNMPResponseMap(kMarkerSuppliesEntry)) {
-        SNMPMarkerSuppliesInfo_ info;
-        int field = 1;
-        for (const std::string& value : row.second) {
-            info.fillSNMPMarkerSuppliesInfo(field++, value);
-        }
-        suppliesInfo_[row.first] = info;
-    }
+    fillRecords(getSNMPResponseMap(kMarkerSuppliesEntry),
+                &SNMPMarkerSuppliesInfo_::fillSNMPMarkerSuppliesInfo, suppliesInfo_);
     return 0;
 }
 

@@ -24,6 +24,18 @@ int NPABaseParser::parseData(Data* answer, CommandID /*id*/) {
     return INVALID_RESPONSE_DATA_ERROR;
 }
 
+int NPABaseParser::checkAnswer(Logger& logger, Data* answer, CommandID id, size_t minimumSize) {
+    if (answer != nullptr && answer->size() <= static_cast<int>(minimumSize)) {
+        logger.Log("error =%s", statusName(INSUFFICIENT_NPA_DATA_ERROR));
+        return INSUFFICIENT_NPA_DATA_ERROR;
+    }
+    int result = NPABaseParser::parseData(answer, id);
+    if (result != NPA_PARSE_OK) {
+        status_ = result;
+    }
+    return result;
+}
+
 int NPABaseParser::getSupplyInfo(std::list<supplyInfo_*>&) { return 0; }
 int NPABaseParser::getTrays(std::map<int, std::string>&) { return 0; }
 int NPABaseParser::getBins(std::map<int, std::string>&) { return 0; }

@@ -1,10 +1,13 @@
 // NPABaseParser: checks that a reassembled NPA answer is whole; base of every NPA parser.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "parser/Parser.h"
 #include "support/ByteCursor.h"
+
+class Logger;
 
 // Parse status codes shared by every NPA parser.
 enum NPAParseStatus {
@@ -51,5 +54,10 @@ public:
     static const char* statusName(int status);
 
 protected:
+    // The checks every parser makes before reading an answer: 3 when |answer| is not longer
+    // than |minimumSize|, otherwise the frame check of NPABaseParser::parseData, whose error
+    // is stored in the status. Errors are traced through |logger|.
+    int checkAnswer(Logger& logger, Data* answer, CommandID id, size_t minimumSize);
+
     int status_ = NPA_NOT_PARSED;
 };

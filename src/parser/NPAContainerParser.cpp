@@ -61,13 +61,8 @@ bool NPAChildWalk::next(const ByteCursor& cursor) {
 
 int NPAContainerParser::parseData(Data* answer, CommandID id) {
     Logger logger("NPAContainerParser", "parseData");
-    if (answer != nullptr && answer->size() <= static_cast<int>(kTreeOffset)) {
-        logger.Log("error =%s", statusName(INSUFFICIENT_NPA_DATA_ERROR));
-        return INSUFFICIENT_NPA_DATA_ERROR;
-    }
-    int result = NPABaseParser::parseData(answer, id);
+    int result = checkAnswer(logger, answer, id, kTreeOffset);
     if (result != NPA_PARSE_OK) {
-        status_ = result;
         return result;
     }
     // The derived parser empties its results; the widths are always read afresh.
@@ -186,6 +181,68 @@ int NPAContainerParser::ParseUnknownDataType(ByteCursor& cursor) {
         cursor.skip(length > cursor.remaining() ? cursor.remaining() + 1
                                                 : static_cast<size_t>(length));
     }
+    return 0;
+}
+
+void NPAContainerParser::walkChildren(const std::string& parentId, ByteCursor cursor,
+                                      const std::string& section, const std::string& subsection,
+                                      const ChildHandlers& handlers) {
+    unsigned int count = 0;
+    GetNoOfElement(cursor, count);
+    for (NPAChildWalk walk(count); walk.next(cursor);) {
+        unsigned char id = 0;
+        unsigned char type = 0;
+        GetItemInfo(cursor, id, type);
+        std::string childId = parentId + "." + std::to_string(id);
+
+        if (type == NPA_TYPE_STRING && handlers.text) {
+            std::string text;
+            if (ParseStringInformation(cursor, text) != 0) {
+                break;
+            }
+            handlers.text(childId, text);
+        } else if (type == NPA_TYPE_INTEGER) {
+            int value = 0;
+            if (ParseIntegerInfo(cursor, value) != 0) {
+                break;
+            }
+            if (handlers.integer) {
+                handlers.integer(childId, value);
+            }
+        } else if (type == NPA_TYPE_CONTAINER) {
+            if (handlers.container) {
+                handlers.container(childId);
+            }
+            if ((childId == section || childId.find(subsection) != std::string::npos) &&
+                canDescend(childId) && handlers.descend) {
+                handlers.descend(childId, containerWindow(cursor));
+            }
+            ParseContainerInfo(cursor);
+        } else {
+            ParseUnknownDataType(cursor);
+        }
+    }
+}
+
+int NPAContainerParser::walkForIntegerLeaf(const std::string& parentId, ByteCursor cursor,
+                                           const std::string& section,
+                                           const std::string& subsection,
+                                           const std::string& leaf, int& out, const char* module,
+                                           const char* function) {
+    Logger logger(module, function);
+    if (cursor.base() == nullptr) {
+        return NPA_NULL_CURSOR_ERROR;
+    }
+    ChildHandlers handlers;
+    handlers.integer = [&](const std::string& childId, int value) {
+        if (childId == leaf) {
+            out = value;
+        }
+    };
+    handlers.descend = [&](const std::string& childId, const ByteCursor& window) {
+        walkForIntegerLeaf(childId, window, section, subsection, leaf, out, module, function);
+    };
+    walkChildren(parentId, cursor, section, subsection, handlers);
     return 0;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 #include "parser/NPABaseParser.h"
@@ -72,6 +73,34 @@ public:
     int leafLengthWidth() const { return leafLengthWidth_; }
 
 protected:
+    // What a walk does with the children of one container; each handler gets the child's
+    // dotted id. An empty handler does nothing.
+    struct ChildHandlers {
+        // An integer leaf's value.
+        std::function<void(const std::string& childId, int value)> integer;
+        // A string leaf's text. When empty, string leaves are stepped over as unknown types.
+        std::function<void(const std::string& childId, const std::string& text)> text;
+        // A container, before the walk decides whether to descend into it.
+        std::function<void(const std::string& childId)> container;
+        // Descends into the container |childId|; |window| holds just its bytes.
+        std::function<void(const std::string& childId, const ByteCursor& window)> descend;
+    };
+
+    // Steps through the children of the container at |cursor| whose dotted id is
+    // |parentId|. Descends into a container whose id is |section| or contains
+    // |subsection| (down to kMaxDepth) and then moves past it. Stops at a leaf that the
+    // answer cuts off.
+    void walkChildren(const std::string& parentId, ByteCursor cursor, const std::string& section,
+                      const std::string& subsection, const ChildHandlers& handlers);
+
+    // Walks the container at |cursor| for the integer leaf whose dotted id is |leaf| and
+    // stores its value in |out|; the walk and each level it descends into is traced as
+    // |module|:|function|. 0, or 7 when the cursor has no bytes.
+    int walkForIntegerLeaf(const std::string& parentId, ByteCursor cursor,
+                           const std::string& section, const std::string& subsection,
+                           const std::string& leaf, int& out, const char* module,
+                           const char* function);
+
     // A cursor on the root container at offset 46 of |answer|, bounded by its end.
     static ByteCursor treeCursor(Data* answer);
     // A cursor over just the container element at |cursor| (its header fields and its

@@ -15,36 +15,8 @@ int RDCDuplexParser::parseData(Data* answer, CommandID id) {
 }
 
 int RDCDuplexParser::ParseRDCforDuplex(std::string parentId, ByteCursor cursor) {
-    Logger logger("RDCDuplexParser", "ParseRDCforDuplex");
-    if (cursor.base() == nullptr) {
-        return NPA_NULL_CURSOR_ERROR;
-    }
-    int value = 0;
-    unsigned int count = 0;
-    GetNoOfElement(cursor, count);
-    for (NPAChildWalk walk(count); walk.next(cursor);) {
-        unsigned char id = 0;
-        unsigned char type = 0;
-        GetItemInfo(cursor, id, type);
-        std::string childId = parentId + "." + std::to_string(id);
-        if (type == NPA_TYPE_INTEGER) {
-            if (ParseIntegerInfo(cursor, value) != 0) {
-                break;
-            }
-            if (childId == "1.2.4.1") {
-                duplex_ = value;
-            }
-        } else if (type == NPA_TYPE_CONTAINER) {
-            if ((childId == "1.2" || childId.find("1.2.4") != std::string::npos) &&
-                canDescend(childId)) {
-                ParseRDCforDuplex(childId, containerWindow(cursor));
-            }
-            ParseContainerInfo(cursor);
-        } else {
-            ParseUnknownDataType(cursor);
-        }
-    }
-    return 0;
+    return walkForIntegerLeaf(parentId, cursor, "1.2", "1.2.4", "1.2.4.1", duplex_,
+                              "RDCDuplexParser", "ParseRDCforDuplex");
 }
 
 int RDCDuplexParser::getDuplex(int& out) {

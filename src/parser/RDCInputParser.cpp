@@ -22,53 +22,36 @@ int RDCInputParser::ParseRDCforInputBin(std::string parentId, ByteCursor cursor,
                                         int entryNo) {
     Logger logger("RDCInputParser", "ParseRDCforInputBin");
     int deviceId = 0;
-    unsigned int count = 0;
-    GetNoOfElement(cursor, count);
-    for (NPAChildWalk walk(count); walk.next(cursor);) {
-        unsigned char id = 0;
-        unsigned char type = 0;
-        GetItemInfo(cursor, id, type);
-        std::string childId = parentId + "." + std::to_string(id);
-        // Trays and their entries are matched by their expected sequence numbers only.
-        std::string entryPrefix =
-            "1.2.1." + std::to_string(trayNo) + ".5." + std::to_string(entryNo);
-
-        if (type == NPA_TYPE_STRING) {
-            std::string text;
-            if (ParseStringInformation(cursor, text) != 0) {
-                break;
-            }
-            if (childId == entryPrefix + ".1.3") {
-                trays_[deviceId] = text;
-                logger.Log("Parsed Input Tray. DeviceID =0x%02x, Value =%s", deviceId, text.c_str());
-            }
-        } else if (type == NPA_TYPE_INTEGER) {
-            int value = 0;
-            if (ParseIntegerInfo(cursor, value) != 0) {
-                break;
-            }
-            if (childId == entryPrefix + ".1.1" && isTrayId(value)) {
-                deviceId = value;
-                trays_.insert({value, ""});
-                logger.Log("Parsed Input Tray ID. DeviceID =0x%02x", value);
-            }
-        } else if (type == NPA_TYPE_CONTAINER) {
-            if (childId == "1.2.1." + std::to_string(trayNo + 1)) {
-                ++trayNo;
-            }
-            if (childId ==
-                "1.2.1." + std::to_string(trayNo) + ".5." + std::to_string(entryNo + 1)) {
-                ++entryNo;
-            }
-            if ((childId == "1.2" || childId.find("1.2.1") != std::string::npos) &&
-                canDescend(childId)) {
-                ParseRDCforInputBin(childId, containerWindow(cursor), trayNo, entryNo);
-            }
-            ParseContainerInfo(cursor);
-        } else {
-            ParseUnknownDataType(cursor);
+    // Trays and their entries are matched by their expected sequence numbers only.
+    auto entryPrefix = [&]() {
+        return "1.2.1." + std::to_string(trayNo) + ".5." + std::to_string(entryNo);
+    };
+    ChildHandlers handlers;
+    handlers.text = [&](const std::string& childId, const std::string& text) {
+        if (childId == entryPrefix() + ".1.3") {
+            trays_[deviceId] = text;
+            logger.Log("Parsed Input Tray. DeviceID =0x%02x, Value =%s", deviceId, text.c_str());
         }
-    }
+    };
+    handlers.integer = [&](const std::string& childId, int value) {
+        if (childId == entryPrefix() + ".1.1" && isTrayId(value)) {
+            deviceId = value;
+            trays_.insert({value, ""});
+            logger.Log("Parsed Input Tray ID. DeviceID =0x%02x", value);
+        }
+    };
+    handlers.container = [&](const std::string& childId) {
+        if (childId == "1.2.1." + std::to_string(trayNo + 1)) {
+            ++trayNo;
+        }
+        if (childId == "1.2.1." + std::to_string(trayNo) + ".5." + std::to_string(entryNo + 1)) {
+            ++entryNo;
+        }
+    };
+    handlers.descend = [&](const std::string& childId, const ByteCursor& window) {
+        ParseRDCforInputBin(childId, window, trayNo, entryNo);
+    };
+    walkChildren(parentId, cursor, "1.2", "1.2.1", handlers);
     return 0;
 }
 

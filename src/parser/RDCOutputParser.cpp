@@ -25,62 +25,43 @@ int RDCOutputParser::ParseRDCforOutputBin(std::string parentId, ByteCursor curso
     Logger logger("RDCOutputParser", "ParseRDCforOutputBin");
     int binId = 0;
     int finisherId = 0;
-    unsigned int count = 0;
-    GetNoOfElement(cursor, count);
-    for (NPAChildWalk walk(count); walk.next(cursor);) {
-        unsigned char id = 0;
-        unsigned char type = 0;
-        GetItemInfo(cursor, id, type);
-        std::string childId = parentId + "." + std::to_string(id);
-        std::string unitPrefix = "1.2.2." + std::to_string(unitNo);
-        std::string entryPrefix = unitPrefix + ".5." + std::to_string(entryNo);
-
-        if (type == NPA_TYPE_STRING) {
-            std::string text;
-            if (ParseStringInformation(cursor, text) != 0) {
-                break;
-            }
-            if (childId == entryPrefix + ".1.3") {
-                bins_[binId] = text;
-                logger.Log("Parse Output Bin. Device ID =0x%02x, Value =%s", binId, text.c_str());
-            }
-            if (childId == unitPrefix + ".7") {
-                finishers_[finisherId] = text;
-                logger.Log("Parse Finisher. Device ID =0x%02x, Value =%s", finisherId,
-                           text.c_str());
-            }
-        } else if (type == NPA_TYPE_INTEGER) {
-            int value = 0;
-            if (ParseIntegerInfo(cursor, value) != 0) {
-                break;
-            }
-            if (childId == entryPrefix + ".1.1" && isBinId(value)) {
-                binId = value;
-                bins_.insert({value, ""});
-                logger.Log("Parse Output Bin ID. Device ID =0x%02x", value);
-            }
-            if (childId == unitPrefix + ".1" && isFinisherId(value)) {
-                finisherId = value;
-                finishers_.insert({value, ""});
-                logger.Log("Parse Finisher ID. Device ID =0x%02x", value);
-            }
-        } else if (type == NPA_TYPE_CONTAINER) {
-            if (childId == "1.2.2." + std::to_string(unitNo + 1)) {
-                ++unitNo;
-            }
-            if (childId ==
-                "1.2.2." + std::to_string(unitNo) + ".5." + std::to_string(entryNo + 1)) {
-                ++entryNo;
-            }
-            if ((childId == "1.2" || childId.find("1.2.2") != std::string::npos) &&
-                canDescend(childId)) {
-                ParseRDCforOutputBin(childId, containerWindow(cursor), unitNo, entryNo);
-            }
-            ParseContainerInfo(cursor);
-        } else {
-            ParseUnknownDataType(cursor);
+    auto unitPrefix = [&]() { return "1.2.2." + std::to_string(unitNo); };
+    auto entryPrefix = [&]() { return unitPrefix() + ".5." + std::to_string(entryNo); };
+    ChildHandlers handlers;
+    handlers.text = [&](const std::string& childId, const std::string& text) {
+        if (childId == entryPrefix() + ".1.3") {
+            bins_[binId] = text;
+            logger.Log("Parse Output Bin. Device ID =0x%02x, Value =%s", binId, text.c_str());
         }
-    }
+        if (childId == unitPrefix() + ".7") {
+            finishers_[finisherId] = text;
+            logger.Log("Parse Finisher. Device ID =0x%02x, Value =%s", finisherId, text.c_str());
+        }
+    };
+    handlers.integer = [&](const std::string& childId, int value) {
+        if (childId == entryPrefix() + ".1.1" && isBinId(value)) {
+            binId = value;
+            bins_.insert({value, ""});
+            logger.Log("Parse Output Bin ID. Device ID =0x%02x", value);
+        }
+        if (childId == unitPrefix() + ".1" && isFinisherId(value)) {
+            finisherId = value;
+            finishers_.insert({value, ""});
+            logger.Log("Parse Finisher ID. Device ID =0x%02x", value);
+        }
+    };
+    handlers.container = [&](const std::string& childId) {
+        if (childId == "1.2.2." + std::to_string(unitNo + 1)) {
+            ++unitNo;
+        }
+        if (childId == "1.2.2." + std::to_string(unitNo) + ".5." + std::to_string(entryNo + 1)) {
+            ++entryNo;
+        }
+    };
+    handlers.descend = [&](const std::string& childId, const ByteCursor& window) {
+        ParseRDCforOutputBin(childId, window, unitNo, entryNo);
+    };
+    walkChildren(parentId, cursor, "1.2", "1.2.2", handlers);
     return 0;
 }
 

@@ -36,50 +36,33 @@ int RDCSupplyParser::ParseRDCforSupply(std::string parentId, ByteCursor cursor, 
                                        supplyInfo_*& current) {
     Logger logger("RDCSupplyParser", "ParseRDCforSupply");
     supplyInfo_* record = current;
-    unsigned int count = 0;
-    GetNoOfElement(cursor, count);
-    for (NPAChildWalk walk(count); walk.next(cursor);) {
-        unsigned char id = 0;
-        unsigned char type = 0;
-        GetItemInfo(cursor, id, type);
-        std::string childId = parentId + "." + std::to_string(id);
-        // Supplies are matched by their expected sequence number only.
-        std::string prefix = "1.2.8." + std::to_string(supplyNo);
-
-        if (type == NPA_TYPE_STRING) {
-            std::string text;
-            if (ParseStringInformation(cursor, text) != 0) {
-                break;
-            }
-            if (record != nullptr) {
-                storeText(childId, prefix, text, *record);
-            }
-        } else if (type == NPA_TYPE_INTEGER) {
-            int value = 0;
-            if (ParseIntegerInfo(cursor, value) != 0) {
-                break;
-            }
-            if (record != nullptr) {
-                storeInteger(childId, prefix, value, *record);
-            }
-        } else if (type == NPA_TYPE_CONTAINER) {
-            // "1.2.9" adds an empty record at the end on purpose; the supply report drops
-            // it because its type 0 is no supply type.
-            if (childId == "1.2.8." + std::to_string(supplyNo + 1) || childId == "1.2.9") {
-                auto fresh = std::make_unique<supplyInfo_>();
-                supplies_.push_back(fresh.get());
-                current = fresh.release();
-                ++supplyNo;
-            }
-            if ((childId == "1.2" || childId.find("1.2.8") != std::string::npos) &&
-                canDescend(childId)) {
-                ParseRDCforSupply(childId, containerWindow(cursor), supplyNo, current);
-            }
-            ParseContainerInfo(cursor);
-        } else {
-            ParseUnknownDataType(cursor);
+    // Supplies are matched by their expected sequence number only.
+    auto prefix = [&]() { return "1.2.8." + std::to_string(supplyNo); };
+    ChildHandlers handlers;
+    handlers.text = [&](const std::string& childId, const std::string& text) {
+        if (record != nullptr) {
+            storeText(childId, prefix(), text, *record);
         }
-    }
+    };
+    handlers.integer = [&](const std::string& childId, int value) {
+        if (record != nullptr) {
+            storeInteger(childId, prefix(), value, *record);
+        }
+    };
+    handlers.container = [&](const std::string& childId) {
+        // "1.2.9" adds an empty record at the end on purpose; the supply report drops it
+        // because its type 0 is no supply type.
+        if (childId == "1.2.8." + std::to_string(supplyNo + 1) || childId == "1.2.9") {
+            auto fresh = std::make_unique<supplyInfo_>();
+            supplies_.push_back(fresh.get());
+            current = fresh.release();
+            ++supplyNo;
+        }
+    };
+    handlers.descend = [&](const std::string& childId, const ByteCursor& window) {
+        ParseRDCforSupply(childId, window, supplyNo, current);
+    };
+    walkChildren(parentId, cursor, "1.2", "1.2.8", handlers);
     return 0;
 }
 

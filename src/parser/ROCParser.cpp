@@ -61,13 +61,8 @@ bool readPairs(ByteCursor cursor, unsigned int limit, std::map<std::string, long
 
 int ROCParser::parseData(Data* answer, CommandID id) {
     Logger logger("ROCParser", "parseData");
-    if (answer != nullptr && answer->size() <= static_cast<int>(kMinimumSize)) {
-        logger.Log("error =%s", statusName(INSUFFICIENT_NPA_DATA_ERROR));
-        return INSUFFICIENT_NPA_DATA_ERROR;
-    }
-    int result = NPABaseParser::parseData(answer, id);
+    int result = checkAnswer(logger, answer, id, kMinimumSize);
     if (result != NPA_PARSE_OK) {
-        status_ = result;
         return result;
     }
     clearData();

@@ -14,16 +14,11 @@ CUPSSNMPProtocol::~CUPSSNMPProtocol() = default;
 
 int CUPSSNMPProtocol::doRequest(Data* request, Data& answer) {
     Logger logger("CUPSSNMPProtocol", "doRequest");
-    Connection* connection = getConnection();
-    if (connection == nullptr || request == nullptr) {
-        return -1;
-    }
-    int rc = connection->doOpen();
+    int rc = openForRequest(logger, request);
     if (rc != 0) {
         return rc;
     }
-    logger.Log("%s", "Command buffer");
-    logger.LogData(request->get(), request->size());
+    Connection* connection = getConnection();
 
     rc = connection->doWrite(request);
     logger.Log("Send command. Return value =%d", rc);

@@ -26,12 +26,6 @@ constexpr size_t kAckedBytesOffset = 2;
 constexpr size_t kSequenceOffset = 6;
 constexpr size_t kFlagsOffset = 15;
 
-constexpr unsigned char kCommandFailed = 0x80;
-constexpr unsigned char kMorePackets = 0x20;
-constexpr int kStateReading = 11;
-constexpr int kStateLastPacket = 12;
-constexpr int kStateFailed = 13;
-constexpr int kNothingRead = 10;
 }  // namespace
 
 NPABiDiProtocol::NPABiDiProtocol(Connection* connection)
@@ -65,91 +59,23 @@ Data* NPABiDiProtocol::addNetworkHeader(Data* request) {
 
 int NPABiDiProtocol::doRequest(Data* request, Data& response) {
     Logger logger("NPABiDiProtocol", "doRequest");
-    Connection* connection = getConnection();
-    Response* builder = getResponseBuilder();
-    if (connection == nullptr || request == nullptr || builder == nullptr) {
-        return -1;
-    }
-    const int echoIndex = request->getErrorCheckingByte();
-    ByteCursor requestBytes(request->get(), static_cast<size_t>(request->size()));
-    const unsigned int echoValue = echoIndex >= 0 ? requestBytes.peek(static_cast<size_t>(echoIndex)) : 0;
-
-    // Status reported if an exception ends the request: the last status reached.
-    int status = -1;
-    bool opened = false;
-    try {
-        int openResult = connection->doOpen();
-        if (openResult != 0) {
-            return openResult;
-        }
-        opened = true;
-        status = 0;
-
+    auto send = [&](Connection& connection) {
         std::unique_ptr<Data> wrapped(addNetworkHeader(request));
-        int writeResult = connection->doWrite(wrapped.get());
-        status = writeResult;
+        int writeResult = connection.doWrite(wrapped.get());
         logger.Log("Send command. Return value =%d", writeResult);
         logger.LogData(wrapped->get(), wrapped->size());
-
-        bool processed = false;
-        int state = kStateReading;
-        if (writeResult == 0) {
-            unsigned int reads = 0;
-            while (true) {
-                // A device that never ends its answer gets it treated as ended here.
-                if (reads >= NPAResp::kMaxAnswerPackets ||
-                    builder->getMaxSize() >= NPAResp::kMaxAnswerBytes) {
-                    logger.Log("Answer limit reached after %u reads, %u bytes", reads,
-                               builder->getMaxSize());
-                    state = kStateReading;
-                    break;
-                }
-                Data buffer;
-                int readResult = connection->doRead(buffer);
-                status = readResult;
-                if (readResult != 0) {
-                    state = kStateReading;
-                    break;
-                }
-                ++reads;
-                state = processResponse(&buffer);
-                processed = true;
-                if (state != kStateReading) {
-                    break;
-                }
-            }
-        }
-
-        opened = false;
-        connection->doClose();
-
-        if (!processed) {
-            return kNothingRead;
-        }
-        if (state == kStateFailed) {
-            return kStateFailed;
-        }
-        response.setErrorCheckingByte(echoIndex);
-        response.setHeaderSize(request->getHeaderSize());
-        return builder->repackResponse(response, echoValue);
-    } catch (...) {
-        logger.Log("Exception in doRequest, status =%d", status);
-        if (opened) {
-            try {
-                connection->doClose();
-            } catch (...) {
-            }
-        }
-        return status;
-    }
+        return writeResult;
+    };
+    auto handle = [this](Data* packet, int, unsigned int) { return processResponse(packet); };
+    return exchangePackets(logger, request, response, send, handle);
 }
 
 int NPABiDiProtocol::processResponse(Data* packet) {
     Logger logger("NPABiDiProtocol", "processResponse");
     if (packet == nullptr || packet->size() <= 0 || packet->get() == nullptr) {
-        return kStateReading;
+        return kNPAStateReading;
     }
-    int state = kStateReading;
+    int state = kNPAStateReading;
     try {
         const size_t size = static_cast<size_t>(packet->size());
         // Bytes a short datagram lacks read as 0.
@@ -165,14 +91,7 @@ int NPABiDiProtocol::processResponse(Data* packet) {
         int ackResult = connection != nullptr ? connection->doWrite(&ackPacket) : -1;
         logger.Log("Sending Ack packet. Return value =%d", ackResult);
 
-        unsigned int flags = bytes.peek(kFlagsOffset);
-        if (flags & kCommandFailed) {
-            state = kStateFailed;
-            logger.Log("NPA command Fail error. Continue byte value =0x%x", flags);
-        } else if (!(flags & kMorePackets)) {
-            state = kStateLastPacket;
-            logger.Log("This is the last packet. Continue byte value =0x%x", flags);
-        }
+        state = packetState(logger, bytes.peek(kFlagsOffset));
 
         int sequence = NPAResp::swapByte(bytes, kSequenceOffset);
         size_t header = static_cast<size_t>(networkHeaderSize_);

@@ -12,13 +12,6 @@ const unsigned char kNpaModeCommand[] = {0xA5, 0x00, 0x10, 0x80, 0xA4, 0x5B, 0xA
                                          0x5B, 0x10, 0xEF, 0xA4, 0x5B, 0x11, 0xEE,
                                          0x00, 0xFF, 0x13, 0xEC, 0x2E};
 constexpr unsigned char kStartOfPacket = 0xA5;
-constexpr unsigned char kCommandFailed = 0x80;
-constexpr unsigned char kMorePackets = 0x20;
-
-constexpr int kStateReading = 11;
-constexpr int kStateLastPacket = 12;
-constexpr int kStateFailed = 13;
-constexpr int kNothingRead = 10;
 }  // namespace
 
 NPAProtocol::NPAProtocol(Connection* connection) : Protocol(connection) {
@@ -30,91 +23,32 @@ NPAProtocol::~NPAProtocol() = default;
 
 int NPAProtocol::doRequest(Data* request, Data& response) {
     Logger logger("NPAProtocol", "doRequest");
-    Connection* connection = getConnection();
-    Response* builder = getResponseBuilder();
-    if (connection == nullptr || request == nullptr || builder == nullptr) {
-        return -1;
-    }
-    const int echoIndex = request->getErrorCheckingByte();
-    ByteCursor requestBytes(request->get(), static_cast<size_t>(request->size()));
-    const unsigned int echoValue = echoIndex >= 0 ? requestBytes.peek(static_cast<size_t>(echoIndex)) : 0;
-
-    // Status reported if an exception ends the request: the last status reached.
-    int status = -1;
-    bool opened = false;
-    try {
-        int openResult = connection->doOpen();
-        if (openResult != 0) {
-            return openResult;
-        }
-        opened = true;
-        status = 0;
-
+    auto send = [&](Connection& connection) {
         Data modeCommand(kNpaModeCommand, static_cast<int>(sizeof(kNpaModeCommand)));
-        connection->doWrite(&modeCommand);
+        connection.doWrite(&modeCommand);
         // The mode command's own result is intentionally not looked at.
         logger.Log("Send NPA mode command. Return value =%d", 0);
 
         logger.LogData(request->get(), request->size());
-        int writeResult = connection->doWrite(request);
-        status = writeResult;
+        int writeResult = connection.doWrite(request);
         logger.Log("Send command. Return value =%d", writeResult);
-
-        bool processed = false;
-        int state = kStateReading;
         if (writeResult == 0) {
             packetCounter_ = 0;
-            unsigned int reads = 0;
-            while (state == kStateReading) {
-                // A device that never ends its answer gets it treated as ended here.
-                if (reads >= NPAResp::kMaxAnswerPackets ||
-                    builder->getMaxSize() >= NPAResp::kMaxAnswerBytes) {
-                    logger.Log("Answer limit reached after %u reads, %u bytes", reads,
-                               builder->getMaxSize());
-                    break;
-                }
-                Data buffer;
-                int readResult = connection->doRead(buffer);
-                status = readResult;
-                if (readResult != 0) {
-                    break;
-                }
-                ++reads;
-                state = processResponse(&buffer, echoIndex, echoValue);
-                processed = true;
-            }
         }
-
-        opened = false;
-        connection->doClose();
-
-        if (!processed) {
-            return kNothingRead;
-        }
-        if (state == kStateFailed) {
-            return kStateFailed;
-        }
-        response.setErrorCheckingByte(echoIndex);
-        response.setHeaderSize(request->getHeaderSize());
-        return builder->repackResponse(response, echoValue);
-    } catch (...) {
-        logger.Log("Exception in doRequest, status =%d", status);
-        if (opened) {
-            try {
-                connection->doClose();
-            } catch (...) {
-            }
-        }
-        return status;
-    }
+        return writeResult;
+    };
+    auto handle = [this](Data* packet, int echoIndex, unsigned int echoValue) {
+        return processResponse(packet, echoIndex, echoValue);
+    };
+    return exchangePackets(logger, request, response, send, handle);
 }
 
 int NPAProtocol::processResponse(Data* packet, int echoIndex, unsigned int echoValue) {
     Logger logger("NPAProtocol", "processResponse");
     if (packet == nullptr || packet->size() <= 0 || packet->get() == nullptr) {
-        return kStateReading;
+        return kNPAStateReading;
     }
-    int state = kStateReading;
+    int state = kNPAStateReading;
     try {
         const size_t size = static_cast<size_t>(packet->size());
         ByteCursor bytes(packet->get(), size);
@@ -142,7 +76,7 @@ int NPAProtocol::processResponse(Data* packet, int echoIndex, unsigned int echoV
         }
         if (!found) {
             logger.Log("Valid Data = %s", "FALSE");
-            return kStateReading;
+            return kNPAStateReading;
         }
 
         logger.Log("SOP byte found at index %d", static_cast<int>(i));
@@ -153,14 +87,7 @@ int NPAProtocol::processResponse(Data* packet, int echoIndex, unsigned int echoV
         }
         ++packetCounter_;
 
-        unsigned int flags = bytes.peek(3);
-        if (flags & kCommandFailed) {
-            state = kStateFailed;
-            logger.Log("NPA command Fail error. Continue byte value =0x%x", flags);
-        } else if (!(flags & kMorePackets)) {
-            state = kStateLastPacket;
-            logger.Log("This is the last packet. Continue byte value =0x%x", flags);
-        }
+        state = packetState(logger, bytes.peek(3));
         logger.Log("Valid Data = %s", "TRUE");
         return state;
     } catch (...) {

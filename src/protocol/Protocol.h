@@ -1,12 +1,14 @@
 // Protocol: one device dialogue carried over a Connection.
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "core/Data.h"
 #include "protocol/ProtocolType.h"
 
 class Connection;
+class Logger;
 class Response;
 
 class Protocol {
@@ -28,8 +30,38 @@ public:
     Response* getResponseBuilder() const { return response_.get(); }
 
 protected:
+    // States a packet handler of exchangePackets returns, and its result when no answer
+    // packet was read.
+    static constexpr int kNPAStateReading = 11;
+    static constexpr int kNPAStateLastPacket = 12;
+    static constexpr int kNPAStateFailed = 13;
+    static constexpr int kNPANothingRead = 10;
+
+    // Hands one read answer packet to the protocol together with the request's echo offset
+    // and echo byte; returns one of the states above.
+    using PacketHandler = std::function<int(Data* packet, int echoIndex, unsigned int echoValue)>;
+
     void setProtocolType(ProtocolType type) { protocolType_ = type; }
     void setProtocolPort(int port) { port_ = port; }
+
+    // The NPA request and answer dialogue: opens the connection, lets |send| write the
+    // request (it returns the write result) and, when that was 0, reads and hands each read
+    // to |handle| until it returns other than kNPAStateReading, a read fails or the answer
+    // reaches the builder's limits. Closes, and joins the stored packets into |response|.
+    // Returns 0, -1 (no connection, request or response builder; joining failed), 10
+    // (nothing was read), 13 (the printer flagged the command as failed) or the open error;
+    // an exception ends it with the last status reached. Traces through |logger|.
+    int exchangePackets(Logger& logger, Data* request, Data& response,
+                        const std::function<int(Connection& connection)>& send,
+                        const PacketHandler& handle);
+
+    // The state that an answer packet's flags byte gives: 13 when it flags the command as
+    // failed, 12 when no further packet follows, otherwise 11; the first two are traced.
+    static int packetState(Logger& logger, unsigned int flags);
+
+    // Opens the connection for |request| and traces the command bytes. 0 when open, -1
+    // without connection or request, otherwise the open error.
+    int openForRequest(Logger& logger, Data* request);
 
 private:
     std::unique_ptr<Connection> connection_;

@@ -15,16 +15,11 @@ SNMPProtocol::~SNMPProtocol() = default;
 
 int SNMPProtocol::doRequest(Data* request, Data& answer) {
     Logger logger("SNMPProtocol", "doRequest");
-    Connection* connection = getConnection();
-    if (connection == nullptr || request == nullptr) {
-        return -1;
-    }
-    int rc = connection->doOpen();
+    int rc = openForRequest(logger, request);
     if (rc != 0) {
         return rc;
     }
-    logger.Log("%s", "Command buffer");
-    logger.LogData(request->get(), request->size());
+    Connection* connection = getConnection();
 
     Data message;
     SNMPDataPacket packet;
