@@ -7,7 +7,7 @@
 # dialogue has to sit out (the floor), CPU time (user+sys) and peak RSS of the filter
 # process alone, next to snmpget asking the same objects of the same agent and the
 # spooler's own command filter running a command file. Uses the release build in build/
-# (override with BUILD=dir): commandfilefilter, cffsim, cff_fake_uname, cff_snmp_oids.
+# (override with BUILD=dir): commandfilefilter, cffsim, cff_fake_uname, cff_snmp_oids, cff_measure.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -22,10 +22,10 @@ if [ "${1:-}" = "--in-netns" ]; then
   trap 'kill $sim_pid 2>/dev/null; wait $sim_pid 2>/dev/null || true' EXIT
   for _ in $(seq 50); do ss -lun | grep -q ':161 ' && break; sleep 0.1; done
   for i in $(seq "$runs"); do
-    DEVICE_URI=socket://127.0.0.1 "$MEASURE" "$work/udp-npa-levels" -- "$FILTER" 1 u t 1 "" "$work/levels.cmd" >/dev/null 2>&1
-    DEVICE_URI=socket://127.0.0.1 "$MEASURE" "$work/udp-snmp-auto" -- "$FILTER" 1 u t 1 "" "$work/auto.cmd" >/dev/null 2>&1
+    DEVICE_URI=socket://127.0.0.1 "$MEASURE" "$work/udp-npa-levels" "$FILTER" 1 u t 1 "" "$work/levels.cmd" >/dev/null 2>&1
+    DEVICE_URI=socket://127.0.0.1 "$MEASURE" "$work/udp-snmp-auto" "$FILTER" 1 u t 1 "" "$work/auto.cmd" >/dev/null 2>&1
     # shellcheck disable=SC2046
-    "$MEASURE" "$work/snmpget" -- snmpget -v1 -c public -t 1 -r 0 127.0.0.1 $(cat "$work/oids") >/dev/null 2>&1 || true
+    "$MEASURE" "$work/snmpget" snmpget -v1 -c public -t 1 -r 0 127.0.0.1 $(cat "$work/oids") >/dev/null 2>&1 || true
   done
   exit 0
 fi
@@ -34,11 +34,11 @@ runs=${1:-10}
 build=${BUILD:-build}
 export FILTER=$root/$build/commandfilefilter
 export SIM=$root/$build/tools/simulator/cffsim
-export MEASURE=$root/bench/measure.py
+export MEASURE=$root/$build/bench/cff_measure
 export PROFILE=$root/tools/simulator/profiles/color-finisher.yaml
 shim=$root/$build/tests/libcff_fake_uname.so
-for f in "$FILTER" "$SIM" "$shim" "$root/$build/bench/cff_snmp_oids"; do
-  [ -x "$f" ] || [ -f "$f" ] || { echo "missing $f: build commandfilefilter cffsim cff_fake_uname cff_snmp_oids" >&2; exit 1; }
+for f in "$FILTER" "$SIM" "$shim" "$MEASURE" "$root/$build/bench/cff_snmp_oids"; do
+  [ -x "$f" ] || [ -f "$f" ] || { echo "missing $f: build commandfilefilter cffsim cff_fake_uname cff_snmp_oids cff_measure" >&2; exit 1; }
 done
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -48,14 +48,15 @@ printf '#CUPS-COMMAND\nAutoConfigure\n' >"$work/auto.cmd"
 cp "$root/bench/commandtops.ppd" "$work/bench.ppd"
 
 for i in $(seq "$runs"); do
-  "$SIM" run-filter "$PROFILE" -- "$MEASURE" "$work/usb-levels" -- "$FILTER" 1 u t 1 "" "$work/levels.cmd" >/dev/null 2>&1
-  "$SIM" run-filter "$PROFILE" -- "$MEASURE" "$work/usb-auto" -- "$FILTER" 1 u t 1 "" "$work/auto.cmd" >/dev/null 2>&1
+  "$SIM" run-filter "$PROFILE" -- "$MEASURE" "$work/usb-levels" "$FILTER" 1 u t 1 "" "$work/levels.cmd" >/dev/null 2>&1
+  "$SIM" run-filter "$PROFILE" -- "$MEASURE" "$work/usb-auto" "$FILTER" 1 u t 1 "" "$work/auto.cmd" >/dev/null 2>&1
   # A network queue on an older Darwin host: supply levels through the backend's SNMP channel.
-  DEVICE_URI=socket://127.0.0.1 "$SIM" run-filter "$PROFILE" -- "$MEASURE" "$work/backend-levels" -- \
+  DEVICE_URI=socket://127.0.0.1 "$SIM" run-filter "$PROFILE" -- "$MEASURE" "$work/backend-levels" \
     env LD_PRELOAD="$shim" CFF_FAKE_SYSNAME=Darwin CFF_FAKE_RELEASE=14.0.0 \
     "$FILTER" 1 u t 1 "" "$work/levels.cmd" >/dev/null 2>&1
-  PPD=$work/bench.ppd "$MEASURE" "$work/commandtops" -- /usr/lib/cups/filter/commandtops 1 u t 1 "" "$work/levels.cmd" >/dev/null 2>&1
-  "$MEASURE" "$work/true-libcups" -- "$root/$build/bench/cff_snmp_oids" >/dev/null 2>&1
+  PPD=$work/bench.ppd "$MEASURE" "$work/commandtops" /usr/lib/cups/filter/commandtops 1 u t 1 "" "$work/levels.cmd" >/dev/null 2>&1
+  printf '#CUPS-COMMAND\n' >"$work/empty.cmd"
+  "$MEASURE" "$work/startup" "$FILTER" 1 u t 1 "" "$work/empty.cmd" >/dev/null 2>&1
 done
 unshare -n "$0" --in-netns "$runs" "$work"
 
@@ -71,7 +72,7 @@ rows = [
     ("backend-levels", "ReportLevels, backend SNMP side channel", 0.0),
     ("snmpget", "snmpget, the same 63 objects, same agent", 0.0),
     ("commandtops", "commandtops, ReportLevels command file", 0.0),
-    ("true-libcups", "empty run of a program linked like the filter", 0.0),
+    ("startup", "filter, command file without commands (start-up cost)", 0.0),
 ]
 print("| path | runs | floor ms | wall ms (median) | wall - floor ms | CPU ms (median) | peak RSS MiB (median) | exit |")
 print("|---|---|---|---|---|---|---|---|")
