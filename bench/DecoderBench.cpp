@@ -138,7 +138,7 @@ void BM_SnmpGetResponseDecode(benchmark::State& state) {
         values = packet.getResponseTable().size();
         benchmark::DoNotOptimize(values);
     }
-    state.counters["values"] = static_cast<double>(values);
+    state.counters["distinct_values"] = static_cast<double>(values);
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * reply.size()));
 }
 BENCHMARK(BM_SnmpGetResponseDecode);

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <sstream>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include "QueryTool.h"
 #include "connection/Connection.h"
@@ -229,7 +230,8 @@ TEST_F(QueryToolRequest, ReportsWhyNothingCameOut) {
 
 // Runs the built tool with |arguments|; its exit status, standard error and run time.
 int runTool(const std::string& arguments, std::string& err, double& seconds) {
-    std::string errPath = std::string(CFFQUERY_BINARY) + ".test-stderr";
+    // One file per test process: ctest runs the tool's tests in parallel.
+    std::string errPath = std::string(CFFQUERY_BINARY) + ".test-stderr." + std::to_string(getpid());
     std::string command =
         "timeout 10 " + std::string(CFFQUERY_BINARY) + " " + arguments + " >/dev/null 2>" + errPath;
     auto start = std::chrono::steady_clock::now();
