@@ -18,9 +18,14 @@ jobs=${FUZZ_JOBS:-1}
 targets=${FUZZ_TARGETS:-"npa_packet npa_network npa_container roc snmp_response backend_lines dialogue"}
 build=build-fuzz
 
-cmake -S . -B "$build" -DCFF_FUZZ=ON -DCFF_BUILD_TESTS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ >/dev/null
-cmake --build "$build" --target cff_fuzz -j"$(nproc)" >/dev/null
+mkdir -p "$build"
+if ! { cmake -S . -B "$build" -DCFF_FUZZ=ON -DCFF_BUILD_TESTS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+         -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ &&
+       cmake --build "$build" --target cff_fuzz -j"$(nproc)"; } >"$build/build.log" 2>&1; then
+  tail -40 "$build/build.log"
+  echo "fuzz: build failed"
+  exit 1
+fi
 
 mkdir -p "$build/artifacts" "$build/logs"
 run_one() {
