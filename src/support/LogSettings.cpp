@@ -1,8 +1,10 @@
 // LogSettings: the process-wide switch and file location of the diagnostic log.
 #include "support/LogSettings.h"
 
+#include <unistd.h>
+
+#include <cstdio>
 #include <cstdlib>
-#include <iostream>
 
 namespace {
 LogSettings*& singleton() {
@@ -53,15 +55,13 @@ std::string LogSettings::getStartLogPath() { return startLogPath(); }
 LogSettings::LogSettings(bool enable, std::string module, std::string directory)
     : logFilePath_(directory + module) {
     const std::string marker = startLogPath();
-    {
-        std::ifstream probe(marker);
-        if (!probe.is_open()) {
-            // No marker file: logging stays off and nothing is reported.
-            return;
-        }
+    // Checked without a stream: every run asks, and the C++ streams cost start-up time.
+    if (access(marker.c_str(), R_OK) != 0) {
+        // No marker file: logging stays off and nothing is reported.
+        return;
     }
     enabled_ = enable;
-    std::cerr << module << " Logfile Path : " << logFilePath_ << std::endl;
+    std::fprintf(stderr, "%s Logfile Path : %s\n", module.c_str(), logFilePath_.c_str());
 
     std::fstream input(marker, std::ios::in);
     if (!input.is_open()) {

@@ -4,8 +4,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
-#include <fstream>
-#include <iostream>
 #include <vector>
 
 #include "support/Clock.h"
@@ -96,13 +94,12 @@ void Logger::writeLog(std::string text, int kind) {
         return;
     }
     std::string line = formatLog(settings, text, kind);
-    std::ofstream file(settings->getLogFilePath(), std::ios::out | std::ios::app);
-    if (file.is_open()) {
-        file << line;
-        file.close();
+    FILE* file = std::fopen(settings->getLogFilePath().c_str(), "a");
+    if (file != nullptr) {
+        std::fwrite(line.data(), 1, line.size(), file);
+        std::fclose(file);
     } else {
-        std::cerr << line;
-        std::cerr.flush();
+        std::fwrite(line.data(), 1, line.size(), stderr);
     }
 }
 

@@ -1,7 +1,6 @@
 // Tests of the direct-mode query tool: arguments, the printer check, the request and the binary.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>

@@ -1,0 +1,91 @@
+#!/usr/bin/env bash
+# End-to-end cost of one command job on every path, against the simulated printer.
+#
+#   scripts/bench-e2e.sh [RUNS]        (default 10 runs per row; needs root for unshare -n)
+#
+# Each row runs the filter RUNS times and prints the median wall time, the waits the
+# dialogue has to sit out (the floor), CPU time (user+sys) and peak RSS of the filter
+# process alone, next to snmpget asking the same objects of the same agent and the
+# spooler's own command filter running a command file. Uses the release build in build/
+# (override with BUILD=dir): commandfilefilter, cffsim, cff_fake_uname, cff_snmp_oids, cff_measure.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+
+if [ "${1:-}" = "--in-netns" ]; then
+  # Second half, inside a private network namespace: the UDP paths and snmpget.
+  shift
+  runs=$1 work=$2
+  ip link set lo up
+  "$SIM" udp --address 127.0.0.1 "$PROFILE" 2>/dev/null &
+  sim_pid=$!
+  trap 'kill $sim_pid 2>/dev/null; wait $sim_pid 2>/dev/null || true' EXIT
+  for _ in $(seq 50); do ss -lun | grep -q ':161 ' && break; sleep 0.1; done
+  for i in $(seq "$runs"); do
+    DEVICE_URI=socket://127.0.0.1 "$MEASURE" "$work/udp-npa-levels" "$FILTER" 1 u t 1 "" "$work/levels.cmd" >/dev/null 2>&1
+    DEVICE_URI=socket://127.0.0.1 "$MEASURE" "$work/udp-snmp-auto" "$FILTER" 1 u t 1 "" "$work/auto.cmd" >/dev/null 2>&1
+    # shellcheck disable=SC2046
+    "$MEASURE" "$work/snmpget" snmpget -v1 -c public -t 1 -r 0 127.0.0.1 $(cat "$work/oids") >/dev/null 2>&1 || true
+  done
+  exit 0
+fi
+
+runs=${1:-10}
+build=${BUILD:-build}
+export FILTER=$root/$build/commandfilefilter
+export SIM=$root/$build/tools/simulator/cffsim
+export MEASURE=$root/$build/bench/cff_measure
+export PROFILE=$root/tools/simulator/profiles/color-finisher.yaml
+shim=$root/$build/tests/libcff_fake_uname.so
+for f in "$FILTER" "$SIM" "$shim" "$MEASURE" "$root/$build/bench/cff_snmp_oids"; do
+  [ -x "$f" ] || [ -f "$f" ] || { echo "missing $f: build commandfilefilter cffsim cff_fake_uname cff_snmp_oids cff_measure" >&2; exit 1; }
+done
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+printf '#CUPS-COMMAND\nReportLevels\n' >"$work/levels.cmd"
+printf '#CUPS-COMMAND\nAutoConfigure\n' >"$work/auto.cmd"
+"$root/$build/bench/cff_snmp_oids" >"$work/oids"
+cp "$root/bench/commandtops.ppd" "$work/bench.ppd"
+
+for i in $(seq "$runs"); do
+  "$SIM" run-filter "$PROFILE" -- "$MEASURE" "$work/usb-levels" "$FILTER" 1 u t 1 "" "$work/levels.cmd" >/dev/null 2>&1
+  "$SIM" run-filter "$PROFILE" -- "$MEASURE" "$work/usb-auto" "$FILTER" 1 u t 1 "" "$work/auto.cmd" >/dev/null 2>&1
+  # A network queue on an older Darwin host: supply levels through the backend's SNMP channel.
+  DEVICE_URI=socket://127.0.0.1 "$SIM" run-filter "$PROFILE" -- "$MEASURE" "$work/backend-levels" \
+    env LD_PRELOAD="$shim" CFF_FAKE_SYSNAME=Darwin CFF_FAKE_RELEASE=14.0.0 \
+    "$FILTER" 1 u t 1 "" "$work/levels.cmd" >/dev/null 2>&1
+  PPD=$work/bench.ppd "$MEASURE" "$work/commandtops" /usr/lib/cups/filter/commandtops 1 u t 1 "" "$work/levels.cmd" >/dev/null 2>&1
+  printf '#CUPS-COMMAND\n' >"$work/empty.cmd"
+  "$MEASURE" "$work/startup" "$FILTER" 1 u t 1 "" "$work/empty.cmd" >/dev/null 2>&1
+done
+unshare -n "$0" --in-netns "$runs" "$work"
+
+python3 - "$work" "$runs" <<'PY'
+import statistics, sys, os
+work, runs = sys.argv[1], int(sys.argv[2])
+# name, what, floor in seconds (the waits the dialogue itself imposes)
+rows = [
+    ("usb-levels", "ReportLevels, USB back channel (NPA)", 0.0),
+    ("usb-auto", "AutoConfigure, USB back channel (NPA, 2 requests)", 0.0),
+    ("udp-npa-levels", "ReportLevels, UDP NPA", 0.0),
+    ("udp-snmp-auto", "AutoConfigure, UDP SNMP", 0.25),
+    ("backend-levels", "ReportLevels, backend SNMP side channel", 0.0),
+    ("snmpget", "snmpget, the same 63 objects, same agent", 0.0),
+    ("commandtops", "commandtops, ReportLevels command file", 0.0),
+    ("startup", "filter, command file without commands (start-up cost)", 0.0),
+]
+print("| path | runs | floor ms | wall ms (median) | wall - floor ms | CPU ms (median) | peak RSS MiB (median) | exit |")
+print("|---|---|---|---|---|---|---|---|")
+for name, what, floor in rows:
+    path = os.path.join(work, name)
+    if not os.path.exists(path):
+        print("| %s | 0 | | | | | | missing |" % what)
+        continue
+    samples = [l.split() for l in open(path) if l.strip()]
+    wall = statistics.median(float(s[0]) for s in samples)
+    cpu = statistics.median(float(s[1]) for s in samples)
+    rss = statistics.median(int(s[2]) for s in samples) / 1024.0
+    codes = sorted(set(s[3] for s in samples))
+    print("| %s | %d | %.0f | %.1f | %.1f | %.2f | %.1f | %s |" % (
+        what, len(samples), floor * 1000, wall * 1000, (wall - floor) * 1000, cpu * 1000, rss, ",".join(codes)))
+PY
