@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "helpers/PrivateTmp.h"
+#include "helpers/TestUtil.h"
 
 namespace {
 using Messages = std::vector<std::string>;
@@ -89,7 +90,7 @@ FilterRun runFilter(const Scratch& scratch, const Invocation& call, bool isolate
     for (const std::string& arg : call.args) {
         args += " " + quoted(arg);
     }
-    script << "env -i PATH=/usr/bin:/bin TMPDIR=" << quoted(d)
+    script << "env -i PATH=/usr/bin:/bin" << cfftest::sanitizerEnvironmentWords() << " TMPDIR=" << quoted(d)
            << (call.deviceUri ? " DEVICE_URI=" + quoted(*call.deviceUri) : "") << " "
            << quoted(CFF_FILTER_BINARY) << args << " <" << quoted(d + "/stdin") << " >"
            << quoted(d + "/out") << " 2>" << quoted(d + "/err") << "\necho $? >"

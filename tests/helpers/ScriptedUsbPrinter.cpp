@@ -2,6 +2,7 @@
 #include "helpers/ScriptedUsbPrinter.h"
 
 #include "helpers/PrivateTmp.h"
+#include "helpers/TestUtil.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -97,6 +98,9 @@ UsbFilterRun ScriptedUsbPrinter::run(const std::string& filter, const std::strin
     std::vector<std::string> args = {filter, "42", "maintenance", "commands", "1", "", commandFile};
     std::vector<std::string> environment = {"PATH=/usr/bin:/bin", "DEVICE_URI=" + options_.deviceUri};
     environment.insert(environment.end(), options_.environment.begin(), options_.environment.end());
+    for (const std::string& entry : cfftest::sanitizerEnvironment()) {
+        environment.push_back(entry);
+    }
     std::vector<char*> argv;
     std::vector<char*> envp;
     for (std::string& arg : args) {

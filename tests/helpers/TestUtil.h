@@ -6,12 +6,36 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "core/Data.h"
 #include "protocol/Protocol.h"
 
 namespace cfftest {
+
+// The sanitizer settings of this process as NAME=VALUE entries, for children started with a
+// cleared environment: in a sanitizer build they keep the runtime's options (for instance
+// that a preloaded library may come before it).
+inline std::vector<std::string> sanitizerEnvironment() {
+    std::vector<std::string> entries;
+    for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
+        if (const char* value = std::getenv(name)) {
+            entries.push_back(std::string(name) + "=" + value);
+        }
+    }
+    return entries;
+}
+
+// The same as words for a shell command line (the values hold no blanks or quotes).
+inline std::string sanitizerEnvironmentWords() {
+    std::string words;
+    for (const std::string& entry : sanitizerEnvironment()) {
+        words += " " + entry;
+    }
+    return words;
+}
 
 // The bytes of |data| as a string ("" when it holds none).
 inline std::string text(const Data& data) {

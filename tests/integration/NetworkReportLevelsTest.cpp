@@ -17,6 +17,7 @@
 #include "NetworkRun.h"
 #include "helpers/FdSlot.h"
 #include "helpers/ScriptedSideChannel.h"
+#include "helpers/TestUtil.h"
 
 namespace {
 
@@ -106,7 +107,7 @@ TEST(NetworkReportLevels, NewerSpoolerHostWalksTheSimulatorBackendsSideChannel) 
     nettest::Scratch scratch;
     const std::string commands = scratch.dir + "/commands";
     nettest::writeFile(commands, "ReportLevels\n");
-    std::string command = std::string("env -i PATH=/usr/bin:/bin TMPDIR=") + scratch.dir +
+    std::string command = std::string("env -i PATH=/usr/bin:/bin") + cfftest::sanitizerEnvironmentWords() + " TMPDIR=" + scratch.dir +
                           " DEVICE_URI=" + kSocketUri + " " + CFFSIM_BINARY + " run-filter " + kProfile +
                           " -- /usr/bin/env LD_PRELOAD=" + CFF_FAKE_UNAME_LIBRARY +
                           " CFF_FAKE_SYSNAME=Darwin CFF_FAKE_RELEASE=14.0.0 " + CFF_FILTER_BINARY +

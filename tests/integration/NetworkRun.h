@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -20,6 +21,7 @@
 #include <vector>
 
 #include "helpers/PrivateTmp.h"
+#include "helpers/TestUtil.h"
 
 namespace nettest {
 
@@ -164,6 +166,8 @@ inline FilterRun runFilter(const std::string& scratch, const std::string& device
     writeFile(commandFile, commands);
     const std::string outPath = scratch + "/filter.out";
     const std::string errPath = scratch + "/filter.err";
+    // Read before the child clears its environment.
+    const std::vector<std::string> sanitizer = cfftest::sanitizerEnvironment();
     auto started = std::chrono::steady_clock::now();
     pid_t child = fork();
     if (child == 0) {
@@ -184,6 +188,9 @@ inline FilterRun runFilter(const std::string& scratch, const std::string& device
         setenv("DEVICE_URI", deviceUri.c_str(), 1);
         for (const auto& [name, value] : env) {
             setenv(name.c_str(), value.c_str(), 1);
+        }
+        for (const std::string& entry : sanitizer) {
+            putenv(strdup(entry.c_str()));
         }
         signal(SIGPIPE, SIG_DFL);
         execl(CFF_FILTER_BINARY, CFF_FILTER_BINARY, "7", "lp", "maintenance", "1", "",

@@ -13,6 +13,7 @@
 
 #include "helpers/NpaAnswerBuilder.h"
 #include "helpers/PrivateTmp.h"
+#include "helpers/TestUtil.h"
 #include "helpers/NpaAnswerScripts.h"
 #include "helpers/ScriptedUsbPrinter.h"
 
@@ -370,7 +371,7 @@ namespace {
 std::string runUnderSimulator(const std::string& environment, const std::string& options,
                               const std::string& profile, const std::string& commandFile) {
     std::string command = "unshare --mount --propagation private sh -c '" + cfftest::privateTmpShell() + "exec \"$0\" \"$@\"' "
-                          "env -i PATH=/usr/bin:/bin " + environment + " " + CFFSIM_BINARY + " run-filter " +
+                          "env -i PATH=/usr/bin:/bin" + cfftest::sanitizerEnvironmentWords() + " " + environment + " " + CFFSIM_BINARY + " run-filter " +
                           options + " " + CFF_SOURCE_DIR + "/tools/simulator/profiles/" + profile + ".yaml -- " +
                           CFF_FILTER_BINARY + " 42 maintenance commands 1 '' " + commandFile + " 2>/dev/null";
     std::string relayed;
