@@ -11,7 +11,10 @@
 #include "core/RDCCmd.h"
 #include "core/RDCSupply.h"
 #include "core/ROCCmd.h"
+#include "FuzzReads.h"
+#include "parser/NPAParser.h"
 #include "parser/Parser.h"
+#include "protocol/NPAResp.h"
 
 namespace fuzz_common {
 
@@ -45,6 +48,27 @@ inline void askEverything(Parser& parser) {
     parser.getFLash(value);
     parser.getSNMPCodePage(value);
     parser.getManualFeeder(value);
+}
+
+// One NPA request over protocol |P| (either framing): selector byte, then the reads; a joined
+// answer is parsed and every question asked.
+template <class P>
+int runNpaRequest(const uint8_t* data, size_t size) {
+    if (size < 1) {
+        return 0;
+    }
+    auto* connection = new ScriptedConnection();
+    fuzz_reads::scriptReads(data + 1, size - 1, *connection);
+    P protocol(connection);
+    protocol.assignResponseBuilder(new NPAResp());
+    std::unique_ptr<DevCommand> command = npaCommand(data[0]);
+    Data answer;
+    if (protocol.doRequest(command->getCommand(1), answer) == 0) {
+        NPAParser parser;
+        parser.parseData(&answer, command->getCommandID());
+        askEverything(parser);
+    }
+    return 0;
 }
 
 }  // namespace fuzz_common

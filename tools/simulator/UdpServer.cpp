@@ -36,7 +36,7 @@ UdpServer::~UdpServer() {
     }
 }
 
-int UdpServer::openSocket(const std::string& address, int port, int& bound, std::string& error) {
+int UdpServer::openSocket(const std::string& address, int port, int type, int& bound, std::string& error) {
     struct sockaddr_in local;
     std::memset(&local, 0, sizeof(local));
     local.sin_family = AF_INET;
@@ -45,15 +45,18 @@ int UdpServer::openSocket(const std::string& address, int port, int& bound, std:
         error = "\"" + address + "\" is not an IPv4 address";
         return -1;
     }
-    int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    int fd = socket(AF_INET, type | SOCK_CLOEXEC, 0);
     if (fd < 0) {
         error = std::string("socket: ") + strerror(errno);
         return -1;
     }
     int on = 1;
     setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
-    if (::bind(fd, reinterpret_cast<struct sockaddr*>(&local), sizeof(local)) != 0) {
-        error = "cannot bind " + address + ":" + std::to_string(port) + ": " + strerror(errno);
+    bool stream = type == SOCK_STREAM;
+    if (::bind(fd, reinterpret_cast<struct sockaddr*>(&local), sizeof(local)) != 0 ||
+        (stream && listen(fd, 4) != 0)) {
+        error = std::string(stream ? "cannot listen on TCP " : "cannot bind ") + address + ":" +
+                std::to_string(port) + ": " + strerror(errno);
         close(fd);
         return -1;
     }
@@ -64,41 +67,18 @@ int UdpServer::openSocket(const std::string& address, int port, int& bound, std:
 }
 
 int UdpServer::bind(const std::string& address, int npaPort, int snmpPort, std::string& error) {
-    if (npaPort >= 0 && (npaSocket_ = openSocket(address, npaPort, npaPort_, error)) < 0) {
+    if (npaPort >= 0 && (npaSocket_ = openSocket(address, npaPort, SOCK_DGRAM, npaPort_, error)) < 0) {
         return -1;
     }
-    if (snmpPort >= 0 && (snmpSocket_ = openSocket(address, snmpPort, snmpPort_, error)) < 0) {
+    if (snmpPort >= 0 && (snmpSocket_ = openSocket(address, snmpPort, SOCK_DGRAM, snmpPort_, error)) < 0) {
         return -1;
     }
     return 0;
 }
 
 int UdpServer::bindRaw(const std::string& address, int port, std::string& error) {
-    struct sockaddr_in local;
-    std::memset(&local, 0, sizeof(local));
-    local.sin_family = AF_INET;
-    local.sin_port = htons(static_cast<uint16_t>(port));
-    if (inet_pton(AF_INET, address.c_str(), &local.sin_addr) != 1) {
-        error = "\"" + address + "\" is not an IPv4 address";
-        return -1;
-    }
-    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) {
-        error = std::string("socket: ") + strerror(errno);
-        return -1;
-    }
-    int on = 1;
-    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
-    if (::bind(fd, reinterpret_cast<struct sockaddr*>(&local), sizeof(local)) != 0 || listen(fd, 4) != 0) {
-        error = "cannot listen on TCP " + address + ":" + std::to_string(port) + ": " + strerror(errno);
-        close(fd);
-        return -1;
-    }
-    socklen_t length = sizeof(local);
-    getsockname(fd, reinterpret_cast<struct sockaddr*>(&local), &length);
-    rawPort_ = ntohs(local.sin_port);
-    rawListener_ = fd;
-    return 0;
+    rawListener_ = openSocket(address, port, SOCK_STREAM, rawPort_, error);
+    return rawListener_ < 0 ? -1 : 0;
 }
 
 void UdpServer::acceptRaw() {

@@ -47,7 +47,7 @@ public:
     long rawBytesReceived() const { return rawBytes_; }
 
 private:
-    int openSocket(const std::string& address, int port, int& bound, std::string& error);
+    int openSocket(const std::string& address, int port, int type, int& bound, std::string& error);
     void serveNpa(const std::atomic<bool>& stop);
     void serveSnmp();
     void acceptRaw();
