@@ -6,6 +6,7 @@ set -euo pipefail
 packages=(
   build-essential cmake pkg-config git
   libcups2-dev libavahi-compat-libdnssd-dev libusb-1.0-0-dev
+  libgnutls28-dev libavahi-client-dev libkrb5-dev zlib1g-dev   # what libcups.a refers to
   libgtest-dev libgmock-dev libbenchmark-dev libyaml-cpp-dev
   clang libclang-rt-14-dev
   cups-daemon cups-client cups-ipp-utils cups-core-drivers cups-bsd

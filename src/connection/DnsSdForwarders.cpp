@@ -1,7 +1,7 @@
 // DnsSdForwarders: the DNS-SD functions that resolving a dnssd:// address calls, loaded on first use.
 #include <dns_sd.h>
 
-#include "connection/LazyLibrary.h"
+#include "support/LazyLibrary.h"
 
 namespace {
 LazyLibrary& dnssd() {

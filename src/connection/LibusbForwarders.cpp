@@ -1,7 +1,7 @@
 // LibusbForwarders: the libusb functions the direct USB mode calls, loaded on first use.
 #include <libusb.h>
 
-#include "connection/LazyLibrary.h"
+#include "support/LazyLibrary.h"
 
 namespace {
 LazyLibrary& libusb() {

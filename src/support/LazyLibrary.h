@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-// The filter loads the USB and DNS-SD libraries only when a run uses direct USB or a
-// dnssd:// address; every other run starts without them.
+// The filter loads the USB, DNS-SD, TLS, Kerberos and Avahi libraries only when a run calls
+// into them; an ordinary command job starts without any of them.
 class LazyLibrary {
 public:
     // |names|: file names tried in order on first use.
@@ -29,11 +29,11 @@ private:
 // Declares |name| as a C function of the library |library| with the given signature: the
 // first call looks the real function up, later calls go straight to it. When the library
 // is missing the call returns |fallback| (or does nothing for void functions).
-#define CFF_LAZY_FORWARD(library, ret, name, params, args, fallback)                      \
-    extern "C" ret name params {                                                          \
-        using Function = ret(*) params;                                                   \
-        static Function function = reinterpret_cast<Function>((library).symbol(#name));   \
-        return function != nullptr ? function args : static_cast<ret>(fallback);                      \
+#define CFF_LAZY_FORWARD(library, ret, name, params, args, fallback)                    \
+    extern "C" ret name params {                                                        \
+        using Function = ret(*) params;                                                 \
+        static Function function = reinterpret_cast<Function>((library).symbol(#name)); \
+        return function != nullptr ? function args : static_cast<ret>(fallback);        \
     }
 #define CFF_LAZY_FORWARD_VOID(library, name, params, args)                              \
     extern "C" void name params {                                                       \

@@ -1,5 +1,5 @@
 // LazyLibrary: a shared library opened on first use, for dependencies only some runs need.
-#include "connection/LazyLibrary.h"
+#include "support/LazyLibrary.h"
 
 #include <dlfcn.h>
 
