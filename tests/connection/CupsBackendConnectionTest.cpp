@@ -1,78 +1,27 @@
-// Tests for requests on standard output and answers from the back-channel on fd 3.
+// Tests for the spooler backend transports against real libcups peers: requests on standard
+// output with answers from the back-channel (fd 3), and SNMP walks through the side channel (fd 4).
 #include <gtest/gtest.h>
 
 #include <cups/sidechannel.h>
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <cstdio>
-#include <string>
+#include <optional>
 
 #include "connection/CupsBackendConnection.h"
-#include "helpers/FdSlot.h"
+#include "connection/CupsBackendSNMPConnection.h"
 #include "helpers/ScriptedBackChannel.h"
 #include "helpers/ScriptedSideChannel.h"
 #include "helpers/TestUtil.h"
 
-namespace {
-
 using cfftest::secondsSince;
 using cfftest::text;
-
-// A stream on a pipe, kept clear of fds 3 and 4. |full|: the pipe is non-blocking and
-// already full, so a write comes up short; otherwise its read end is closed (EPIPE).
-FILE* pipeStream(bool full, int& readEnd) {
-    int ends[2];
-    if (pipe(ends) != 0) return nullptr;
-    readEnd = cfftest::moveAboveTen(ends[0]);
-    int writeEnd = cfftest::moveAboveTen(ends[1]);
-    if (full) {
-        fcntl(writeEnd, F_SETFL, O_NONBLOCK);
-        std::string filler(4096, 'f');
-        while (write(writeEnd, filler.data(), filler.size()) > 0) {
-        }
-    } else {
-        close(readEnd);
-        readEnd = -1;
-    }
-    return fdopen(writeEnd, "w");
-}
-
-// Output stream seam set for one test and restored to standard output afterwards.
-class OutputTo {
-public:
-    explicit OutputTo(FILE* stream) { CupsBackendConnection::setOutputStream(stream); }
-    ~OutputTo() { CupsBackendConnection::setOutputStream(nullptr); }
-};
-
-}  // namespace
-
-TEST(CupsBackendConnection, CompleteWriteNeverTouchesSideChannel) {
-    cfftest::ScriptedSideChannel backend({});
-    ASSERT_TRUE(backend.ok());
-    FILE* output = std::tmpfile();
-    ASSERT_NE(output, nullptr);
-    {
-        OutputTo seam(output);
-        CupsBackendConnection connection;
-        Data request(std::string("\x00\x01request", 9));
-        EXPECT_EQ(connection.doWrite(&request), 0);
-        EXPECT_EQ(connection.doWrite(nullptr), -1);
-    }
-    std::rewind(output);
-    char written[32] = {};
-    EXPECT_EQ(std::string(written, std::fread(written, 1, sizeof(written), output)),
-              std::string("\x00\x01request", 9));
-    std::fclose(output);
-    EXPECT_TRUE(backend.stop().empty());
-}
+using cfftest::now;
 
 TEST(CupsBackendConnection, FailedWriteIsSettledByDrainOrFails) {
     struct {
         const char* what;
-        bool readerGone;     // EPIPE: nothing to drain
-        bool sideChannel;    // fd 4 open
+        bool readerGone, sideChannel;  // reader gone: EPIPE, nothing to drain
         int drainStatus, expected;
         size_t drains;
     } cases[] = {
@@ -82,114 +31,134 @@ TEST(CupsBackendConnection, FailedWriteIsSettledByDrainOrFails) {
         {"reader gone", true, true, CUPS_SC_STATUS_OK, -1, 0},
     };
     for (const auto& c : cases) {
-        int readEnd = -1;
-        FILE* output = pipeStream(!c.readerGone, readEnd);
-        ASSERT_NE(output, nullptr);
-        cfftest::ScriptedSideChannel backend({{}, {{CUPS_SC_CMD_DRAIN_OUTPUT, c.drainStatus}}, 0});
+        SCOPED_TRACE(c.what);
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        int readEnd = cfftest::moveAboveTen(ends[0]), writeEnd = cfftest::moveAboveTen(ends[1]);
+        fcntl(writeEnd, F_SETFL, O_NONBLOCK);
+        while (!c.readerGone && write(writeEnd, std::string(4096, 'f').data(), 4096) > 0) {
+        }
+        if (c.readerGone) close(readEnd);
+        FILE* output = fdopen(writeEnd, "w");
+        cfftest::ScriptedSideChannel backend({{}, {{CUPS_SC_CMD_DRAIN_OUTPUT, c.drainStatus}}});
         ASSERT_TRUE(backend.ok());
         {
             cfftest::FdSlot sideChannel(4);
             if (!c.sideChannel) close(4);
-            OutputTo seam(output);
+            CupsBackendConnection::setOutputStream(output);
             CupsBackendConnection connection;
             connection.setTimeoutVal(1.0);
             Data request(std::string("request"));
-            EXPECT_EQ(connection.doWrite(&request), c.expected) << c.what;
-            EXPECT_EQ(text(request), "request") << c.what;
+            EXPECT_EQ(connection.doWrite(&request), c.expected);
+            EXPECT_EQ(text(request), "request");
+            EXPECT_EQ(connection.doWrite(nullptr), -1);
+            CupsBackendConnection::setOutputStream(nullptr);
         }
         auto requests = backend.stop();
-        EXPECT_EQ(requests.size(), c.drains) << c.what;
-        for (const auto& request : requests) {
-            EXPECT_EQ(request.command, CUPS_SC_CMD_DRAIN_OUTPUT);
-        }
+        ASSERT_EQ(requests.size(), c.drains);
+        for (const auto& request : requests) EXPECT_EQ(request.command, CUPS_SC_CMD_DRAIN_OUTPUT);
         std::fclose(output);
-        if (readEnd >= 0) close(readEnd);
+        if (!c.readerGone) close(readEnd);
     }
 }
 
-TEST(CupsBackendConnection, ReadsAnswerThenWaitsShortlyForMore) {
+TEST(CupsBackendConnection, ReadsWhatArrivesWithinTwoAttemptsAtMost512BytesAtATime) {
     std::string big(600, 'b');
     big[511] = 'X';
-    cfftest::ScriptedBackChannel backend({{std::string("\x01\x02\x03\x00\x05", 5), 0}, {big, 50}});
-    ASSERT_TRUE(backend.ok());
-    CupsBackendConnection connection;
-    Data answer;
-    ASSERT_EQ(connection.doRead(answer), 0);
-    EXPECT_EQ(text(answer), std::string("\x01\x02\x03\x00\x05", 5));
-    EXPECT_DOUBLE_EQ(connection.getTimeoutVal(), 0.2);
-
-    // At most 512 bytes per read.
-    ASSERT_EQ(connection.doRead(answer), 0);
-    EXPECT_EQ(text(answer), big.substr(0, 512));
-    ASSERT_EQ(connection.doRead(answer), 0);
-    EXPECT_EQ(text(answer), big.substr(512));
-
-    // No more data: two attempts of 0.2 seconds, the answer left as it was.
-    auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(connection.doRead(answer), -1);
-    double waited = secondsSince(start);
-    EXPECT_GE(waited, 0.35);
-    EXPECT_LT(waited, 1.5);
-    EXPECT_EQ(text(answer), big.substr(512));
-    EXPECT_EQ(backend.stop(), 2);
-}
-
-TEST(CupsBackendConnection, SecondAttemptCatchesLateAnswer) {
     for (bool nonBlocking : {true, false}) {
-        cfftest::ScriptedBackChannel::Options options;
-        options.nonBlocking = nonBlocking;
-        cfftest::ScriptedBackChannel backend({{"late", 250}}, options);
+        SCOPED_TRACE(nonBlocking ? "non-blocking" : "blocking");
+        cfftest::ScriptedBackChannel backend({{std::string("\x01\x00", 2), 250}, {big, 50}}, nonBlocking);
         ASSERT_TRUE(backend.ok());
         CupsBackendConnection connection;
-        connection.setTimeoutVal(0.15);
+        connection.setTimeoutVal(0.15);  // the first attempt misses the answer, the second catches it
         Data answer;
-        auto start = std::chrono::steady_clock::now();
-        ASSERT_EQ(connection.doRead(answer), 0) << "non-blocking " << nonBlocking;
-        EXPECT_GE(secondsSince(start), 0.15);
-        EXPECT_EQ(text(answer), "late");
+        ASSERT_EQ(connection.doRead(answer), 0);
+        EXPECT_EQ(text(answer), std::string("\x01\x00", 2));
+        EXPECT_DOUBLE_EQ(connection.getTimeoutVal(), 0.2);
+        ASSERT_EQ(connection.doRead(answer), 0);
+        EXPECT_EQ(text(answer), big.substr(0, 512));
+        ASSERT_EQ(connection.doRead(answer), 0);
+        EXPECT_EQ(text(answer), big.substr(512));
+        auto start = now();  // nothing more: two attempts of 0.2 s, the answer left as it was
+        EXPECT_EQ(connection.doRead(answer), -1);
+        EXPECT_GE(secondsSince(start), 0.35);
+        EXPECT_LT(secondsSince(start), 1.5);
+        EXPECT_EQ(text(answer), big.substr(512));
     }
 }
 
 TEST(CupsBackendConnection, ReadFailsPromptlyWithoutUsableBackChannel) {
-    CupsBackendConnection connection;
-    connection.setTimeoutVal(0.1);
-    Data answer;
-
-    // Nothing arrives: the time-out stays as it was.
-    {
-        cfftest::ScriptedBackChannel backend({});
-        ASSERT_TRUE(backend.ok());
-        EXPECT_EQ(connection.doRead(answer), -1);
-        EXPECT_DOUBLE_EQ(connection.getTimeoutVal(), 0.1);
-    }
-    // The backend closed its end.
-    {
-        cfftest::ScriptedBackChannel::Options options;
-        options.closeWhenDone = true;
-        cfftest::ScriptedBackChannel backend({}, options);
-        ASSERT_TRUE(backend.ok());
-        EXPECT_EQ(connection.doRead(answer), -1);
-    }
-    // A blocking pipe must not hang the read; should it, the alarm ends the program loudly.
-    {
-        cfftest::ScriptedBackChannel::Options options;
-        options.nonBlocking = false;
-        cfftest::ScriptedBackChannel backend({}, options);
-        ASSERT_TRUE(backend.ok());
-        alarm(10);
-        auto start = std::chrono::steady_clock::now();
+    struct {
+        const char* what;
+        bool nonBlocking, closeWhenDone, noFd3;  // no fd 3: run by hand outside the spooler
+    } cases[] = {
+        {"silent", true, false, false},
+        {"closed by the backend", true, true, false},
+        {"blocking pipe", false, false, false},
+        {"no fd 3", true, false, true},
+    };
+    alarm(20);  // should a read hang, the alarm ends the program loudly
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        cfftest::FdSlot slot(3);
+        std::optional<cfftest::ScriptedBackChannel> backend;
+        if (c.noFd3) close(3);
+        else backend.emplace(std::vector<cfftest::BackChannelChunk>{}, c.nonBlocking, c.closeWhenDone);
+        CupsBackendConnection connection;
+        connection.setTimeoutVal(c.noFd3 ? 5.0 : 0.1);
+        Data answer;
+        auto start = now();
         EXPECT_EQ(connection.doRead(answer), -1);
         EXPECT_LT(secondsSince(start), 1.0);
-        alarm(0);
+        EXPECT_EQ(answer.size(), 0);
+        EXPECT_DOUBLE_EQ(connection.getTimeoutVal(), c.noFd3 ? 5.0 : 0.1);
     }
-    // Run by hand outside the spooler: no fd 3 at all.
-    {
-        cfftest::FdSlot backChannel(3);
-        close(3);
-        connection.setTimeoutVal(5.0);
-        auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(connection.doRead(answer), -1);
-        EXPECT_LT(secondsSince(start), 0.5);
+    alarm(0);
+}
+
+// Successful walks run in the whole-program tests against scripted, simulated and real backends.
+TEST(CupsBackendSNMPConnection, WalkThatFailsGivesMinusOne) {
+    CupsBackendSNMPConnection connection;
+    connection.setTimeoutVal(0.3);
+    Data request{std::string("1.3.6.1.2.1.43.11.1.1.9")}, empty, answer;
+    struct {
+        int status, delayMs;
+    } backends[] = {{CUPS_SC_STATUS_NOT_IMPLEMENTED, 0}, {CUPS_SC_STATUS_OK, 800}};
+    for (const auto& b : backends) {
+        cfftest::ScriptedSideChannel backend({{{"1.3.6.1.2.1.43.11.1.1.9.1.1", "100"}}, {{CUPS_SC_CMD_SNMP_GET_NEXT, b.status}}, b.delayMs});
+        ASSERT_TRUE(backend.ok());
+        auto start = now();
+        EXPECT_EQ(connection.doWrite(&request), -1) << b.status << " after " << b.delayMs << " ms";
+        EXPECT_LT(secondsSince(start), 0.75);
     }
-    EXPECT_EQ(answer.size(), 0);
+    cfftest::FdSlot sideChannel(4);
+    close(4);
+    EXPECT_EQ(connection.doWrite(&request), -1);
+    EXPECT_EQ(connection.doWrite(&empty), -1);
+    EXPECT_EQ(connection.doWrite(nullptr), -1);
+    EXPECT_EQ(connection.doRead(answer), -1);
+}
+
+TEST(CupsBackendSNMPConnection, KeepsTheGivenLengthDropsEmptyPartsAndBoundsTheText) {
+    CupsBackendSNMPConnection connection;
+    CupsBackendSNMPConnection::CupsBackendSNMWalkCB("1.2.1", "12345", 3, &connection);
+    CupsBackendSNMPConnection::CupsBackendSNMWalkCB("1.2.2", "a\0b", 3, &connection);
+    CupsBackendSNMPConnection::CupsBackendSNMWalkCB("1.2.3", "", 0, &connection);
+    CupsBackendSNMPConnection::CupsBackendSNMWalkCB("1.2.4", nullptr, 5, &connection);
+    CupsBackendSNMPConnection::CupsBackendSNMWalkCB("1.2.5", "x", -1, &connection);
+    CupsBackendSNMPConnection::CupsBackendSNMWalkCB(nullptr, "x", 1, &connection);
+    CupsBackendSNMPConnection::CupsBackendSNMWalkCB("1.2.6", "x", 1, nullptr);
+    Data answer;
+    ASSERT_EQ(connection.doRead(answer), 0);
+    EXPECT_EQ(text(answer), std::string("1.2.1=123\n1.2.2=a\0b\n", 20));
+    EXPECT_EQ(connection.doRead(answer), -1);  // emptied by the read
+
+    std::string value(60000, 'v');
+    size_t stored = 0;
+    for (int i = 0; i < 40; ++i) stored += connection.putSnmpResponse("1.2." + std::to_string(i), value);
+    EXPECT_GT(stored, 0u);
+    EXPECT_LT(stored, 40u);
+    ASSERT_EQ(connection.doRead(answer), 0);
+    EXPECT_LE(static_cast<size_t>(answer.size()), CupsBackendSNMPConnection::kMaxCollectedBytes + stored);
+    EXPECT_TRUE(connection.putSnmpResponse("1.3", value));  // the bound applies between reads
 }

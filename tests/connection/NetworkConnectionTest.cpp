@@ -1,140 +1,161 @@
-// Tests for the UDP network connection against a scripted peer on the loopback address.
+// Tests for the UDP network connection against a scripted peer, and for DNS-SD resolution:
+// without a daemon, and against a real mDNS daemon in a private network namespace.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-#include <chrono>
-#include <string>
-
+#include "connection/DNSServiceResolver.h"
 #include "connection/NetworkConnection.h"
+#include "helpers/OutputCapture.h"
 #include "helpers/TestUtil.h"
 #include "helpers/UdpPeer.h"
+#include "support/TempLog.h"
 
-namespace {
-
-using cfftest::PortProtocol;
 using cfftest::secondsSince;
 using cfftest::text;
+using cfftest::now;
 
-// Every test shortens the fixed part of the read wait and restores it.
-class NetworkConnectionTest : public ::testing::Test {
-protected:
-    void SetUp() override { NetworkConnection::setReadGraceMicroseconds(50000); }
-    void TearDown() override { NetworkConnection::setReadGraceMicroseconds(250000); }
+// Shortens the fixed part of every read wait while it lives.
+struct ShortGrace {
+    ShortGrace() { NetworkConnection::setReadGraceMicroseconds(50000); }
+    ~ShortGrace() { NetworkConnection::setReadGraceMicroseconds(250000); }
 };
 
-}  // namespace
-
-TEST_F(NetworkConnectionTest, TakesHostFromUriIgnoringPortAndPath) {
+TEST(NetworkConnection, TakesHostFromUriAndOpensOnlyAUsableOne) {
     struct {
         const char *uri, *host;
+        int open;
     } cases[] = {
-        {"socket://10.0.0.5:9100/", "10.0.0.5"},
-        {"ipp://printer.example.com/ipp/print", "printer.example.com"},
-        {"snmp://10.0.0.6", "10.0.0.6"},
-        {"10.0.0.7", "10.0.0.7"},
-        {"10.0.0.8:161", "10.0.0.8"},
-        {"dnssd://My%20Printer._printer._tcp.local./?uuid=1", "My%20Printer._printer._tcp.local."},
-        {"socket:///", ""},
-        {"", ""},
+        {"socket://127.0.0.1:9/queue", "127.0.0.1", 0},  // port and path ignored
+        {"127.0.0.1:161", "127.0.0.1", 0},
+        {"dnssd://My%20Printer._printer._tcp/?uuid=1", "My%20Printer._printer._tcp", 10},
+        {"socket://bad host name/", "bad host name", 10},
+        {"socket:///", "", 10},
     };
+    cfftest::PortProtocol protocol(9);  // discard: nobody listens
+    Data request(std::string("x"));
     for (const auto& c : cases) {
         NetworkConnection connection(c.uri, {});
         EXPECT_EQ(connection.getHostAddress(), c.host) << c.uri;
-    }
-}
-
-TEST_F(NetworkConnectionTest, OpenFailsWithTenForHostsThatCannotBeUsed) {
-    PortProtocol protocol(9300);
-    for (const char* uri : {"socket:///", "", "socket://My%20Printer/", "socket://bad host name/"}) {
-        NetworkConnection connection(uri, {});
         connection.setProtocol(&protocol);
-        EXPECT_EQ(connection.doOpen(), 10) << uri;
-        Data request(std::string("x"));
-        EXPECT_EQ(connection.doWrite(&request), -1) << uri;
+        EXPECT_EQ(connection.doOpen(), c.open) << c.uri;
+        EXPECT_EQ(connection.doWrite(&request), c.open == 0 ? 0 : -1) << c.uri;
     }
     NetworkConnection withoutProtocol("socket://127.0.0.1/", {});
     EXPECT_EQ(withoutProtocol.doOpen(), 10);
 }
 
-TEST_F(NetworkConnectionTest, ExchangesDatagramsWithProtocolPortAndShortensLaterWaits) {
-    cfftest::UdpPeer peer(cfftest::UdpPeer::Replies{{"answer one", "answer two"}});
+TEST(NetworkConnection, ExchangesDatagramsOnTheProtocolPortShortensWaitsAndCutsLongOnes) {
+    ShortGrace grace;
+    std::string longAnswer(7000, 'L');
+    longAnswer.replace(6140, 8, "ABCDEFGH");
+    cfftest::UdpPeer peer(cfftest::UdpPeer::Replies{{}, {"one", "two"}, {longAnswer}});
     ASSERT_TRUE(peer.ok());
-    PortProtocol protocol(peer.port());
-    // The port written in the URI must not be used.
-    NetworkConnection connection("socket://127.0.0.1:9/", {});
+    cfftest::PortProtocol protocol(peer.port());
+    NetworkConnection connection("socket://127.0.0.1:9/", {});  // the URI's port is not used
     connection.setProtocol(&protocol);
-
-    Data unopened;
-    EXPECT_EQ(connection.doRead(unopened), -1);
+    Data request(std::string("request")), answer;
+    EXPECT_EQ(connection.doRead(answer), -1);  // not open
     ASSERT_EQ(connection.doOpen(), 0);
-    Data request(std::string("request"));
+
+    // The first wait is the whole seconds of the time-out plus a fixed fraction.
+    connection.setTimeoutVal(0.9);
     ASSERT_EQ(connection.doWrite(&request), 0);
-    ASSERT_TRUE(peer.waitForDatagrams(1, 2000));
-    EXPECT_EQ(peer.received().at(0), "request");
+    auto start = now();
+    EXPECT_EQ(connection.doRead(answer), -1);
+    EXPECT_LT(secondsSince(start), 0.6);
+    EXPECT_DOUBLE_EQ(connection.getTimeoutVal(), 0.9);
 
-    Data first;
-    ASSERT_EQ(connection.doRead(first), 0);
-    EXPECT_EQ(text(first), "answer one");
+    connection.setTimeoutVal(2.0);
+    ASSERT_EQ(connection.doWrite(&request), 0);
+    ASSERT_EQ(connection.doRead(answer), 0);
+    EXPECT_EQ(text(answer), "one");
     EXPECT_DOUBLE_EQ(connection.getTimeoutVal(), 0.0);
-    Data second;
-    ASSERT_EQ(connection.doRead(second), 0);
-    EXPECT_EQ(text(second), "answer two");
+    ASSERT_EQ(connection.doRead(answer), 0);
+    EXPECT_EQ(text(answer), "two");
+    // Nothing more: the wait is now only the fixed fraction, the answer left as it was.
+    start = now();
+    EXPECT_EQ(connection.doRead(answer), -1);
+    EXPECT_GE(secondsSince(start), 0.04);
+    EXPECT_LT(secondsSince(start), 0.5);
+    EXPECT_EQ(text(answer), "two");
 
-    // Nothing more: the wait is now only the fixed fraction.
-    Data none(std::string("kept"));
-    auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(connection.doRead(none), -1);
-    double waited = secondsSince(start);
-    EXPECT_GE(waited, 0.04);
-    EXPECT_LT(waited, 0.5);
-    EXPECT_EQ(text(none), "kept");
-
-    // Closing and reopening keeps the shortened time-out.
+    // Reopening keeps the shortened time-out; a longer datagram is cut to the buffer.
     EXPECT_EQ(connection.doClose(), 0);
     EXPECT_EQ(connection.doClose(), -1);
     EXPECT_EQ(connection.doWrite(&request), -1);
     ASSERT_EQ(connection.doOpen(), 0);
     EXPECT_DOUBLE_EQ(connection.getTimeoutVal(), 0.0);
-    EXPECT_EQ(connection.doWrite(&request), 0);
-    EXPECT_TRUE(peer.waitForDatagrams(2, 2000));
-}
-
-TEST_F(NetworkConnectionTest, FirstWaitUsesWholeSecondsOfTimeoutOnly) {
-    cfftest::UdpPeer silent;
-    ASSERT_TRUE(silent.ok());
-    PortProtocol protocol(silent.port());
-    NetworkConnection connection("socket://127.0.0.1/", {});
-    connection.setProtocol(&protocol);
-    connection.setTimeoutVal(0.9);
-    ASSERT_EQ(connection.doOpen(), 0);
-    Data answer;
-    auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(connection.doRead(answer), -1);
-    EXPECT_LT(secondsSince(start), 0.6);
-    EXPECT_DOUBLE_EQ(connection.getTimeoutVal(), 0.9);
-}
-
-TEST_F(NetworkConnectionTest, TruncatesDatagramsLongerThanTheReadBuffer) {
-    std::string longAnswer(7000, 'L');
-    longAnswer.replace(6140, 8, "ABCDEFGH");
-    std::string exact(NetworkConnection::kMaxDatagramSize, 'E');
-    cfftest::UdpPeer peer(cfftest::UdpPeer::Replies{{longAnswer}, {exact}});
-    ASSERT_TRUE(peer.ok());
-    PortProtocol protocol(peer.port());
-    NetworkConnection connection("socket://127.0.0.1/", {});
-    connection.setProtocol(&protocol);
-    connection.setTimeoutVal(2.0);
-    ASSERT_EQ(connection.doOpen(), 0);
-    Data request(std::string("q"));
-
-    ASSERT_EQ(connection.doWrite(&request), 0);
-    Data truncated;
-    ASSERT_EQ(connection.doRead(truncated), 0);
-    ASSERT_EQ(truncated.size(), 6144);
-    EXPECT_EQ(text(truncated), longAnswer.substr(0, 6144));
-
     connection.setTimeoutVal(2.0);
     ASSERT_EQ(connection.doWrite(&request), 0);
-    Data whole;
-    ASSERT_EQ(connection.doRead(whole), 0);
-    EXPECT_EQ(text(whole), exact);
+    ASSERT_EQ(connection.doRead(answer), 0);
+    EXPECT_EQ(text(answer), longAnswer.substr(0, 6144));
+    EXPECT_EQ(peer.received(), std::vector<std::string>(3, "request"));
+}
+
+TEST(DNSServiceResolver, SplitsInstanceIntoNameTypeAndDomain) {
+    struct {
+        std::string instance, parts;  // "name result|type result|domain result"
+    } cases[] = {
+        {"A\\.B._ipp._tcp.local.", "A\\.B 0|_ipp._tcp 0|local. 0"},
+        {"Laser_5._ipp._tcp.example.com.", "Laser_5 0|_ipp._tcp 0|com. 0"},
+        {"Printer._ipp._tcp", "Printer 0|_ipp._tcp -1|_tcp 0"},
+        {"Printer", "Printer -1| -1| -1"},
+    };
+    TempLog log;
+    OutputCapture err(2);
+    log.enable();
+    DNSServiceResolver resolver;
+    for (const auto& c : cases) {
+        std::string name = "stale", type = "stale", domain = "stale";
+        int n = resolver.resolveServiceName(c.instance, name), t = resolver.resolveServiceType(c.instance, type);
+        int d = resolver.resolveServiceDomainName(c.instance, domain);
+        EXPECT_EQ(name + " " + std::to_string(n) + "|" + type + " " + std::to_string(t) + "|" + domain + " " +
+                      std::to_string(d),
+                  c.parts);
+    }
+    EXPECT_NE(log.log().find("Service Type =\n"), std::string::npos) << "a missing part is logged too";
+    EXPECT_EQ(resolver.replaceCharacters("%20A%20%20B%2%200"), " A  B%2 0");
+}
+
+// Outside the private namespace of the test below no DNS-SD daemon runs.
+TEST(DNSServiceResolver, FailsQuietlyWithinItsBoundWithoutDaemonAndKeepsTheHost) {
+    DNSServiceResolver resolver;
+    resolver.setTimeoutVal(2.0);
+    OutputCapture err(2);  // what the DNS-SD library says must not reach the spooler
+    auto start = now();
+    NetworkConnection connection("dnssd://My%20Printer._pdl-datastream._tcp.local./?uuid=1", {{"dnssd", &resolver}});
+    EXPECT_LT(secondsSince(start), 2.5);
+    EXPECT_EQ(err.text(), "");
+    EXPECT_EQ(connection.getHostAddress(), "My%20Printer._pdl-datastream._tcp.local.");
+}
+
+// avahi-namespace.sh publishes the printer service and reruns this test inside the namespace.
+TEST(DnsSdNamespace, ResolvesPublishedServiceAndBoundsTheWaitForOthers) {
+    if (std::getenv("CFF_AVAHI_NAMESPACE") == nullptr) {
+        if (geteuid() != 0 || std::system("unshare -n -m -p -f true >/dev/null 2>&1") != 0) {
+            GTEST_SKIP() << "cannot create private network, mount and PID namespaces";
+        }
+        std::string output;
+        int status = cfftest::runCommand("unshare -n -m -p -f bash " CFF_SOURCE_DIR "/tests/connection/avahi-namespace.sh 9300 " +
+                                             cfftest::selfPath() + " --gtest_filter=DnsSdNamespace.* 2>&1",
+                                         output);
+        if (WIFEXITED(status) && WEXITSTATUS(status) == 77) GTEST_SKIP() << output;
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << output;
+        EXPECT_NE(output.find("[  PASSED  ] 1 test"), std::string::npos) << output;
+        return;
+    }
+    DNSServiceResolver resolver;
+    OutputCapture err(2);
+    NetworkConnection published("dnssd://CFF%20Test%20Printer._pdl-datastream._tcp.local./?uuid=1", {{"dnssd", &resolver}});
+    EXPECT_EQ(published.getHostAddress(), "10.77.0.1");
+    EXPECT_EQ(err.text(), "");
+    // A name nobody publishes: the daemon would answer only after about 5 s.
+    DNSServiceResolver other;
+    other.setTimeoutVal(1.0);
+    auto start = now();
+    NetworkConnection unresolved("dnssd://Nobody._pdl-datastream._tcp.local./", {{"dnssd", &other}});
+    EXPECT_EQ(unresolved.getHostAddress(), "Nobody._pdl-datastream._tcp.local.");
+    EXPECT_GE(secondsSince(start), 0.9);
+    EXPECT_LT(secondsSince(start), 2.0);
 }

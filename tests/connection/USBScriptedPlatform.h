@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <cstring>
 #include <deque>
 #include <memory>
 #include <set>
@@ -12,13 +11,9 @@
 #include "connection/UsbPlatform.h"
 
 struct ScriptedInterface {
-    uint8_t interfaceClass = 7;
-    uint8_t interfaceSubClass = 1;
-    int plugInStatus = kUsbSuccess;
-    bool givesPlugIn = true;
-    int queryStatus = kUsbSuccess;
-    bool givesObject = true;
-    int openStatus = kUsbSuccess;
+    uint8_t interfaceClass = 7, interfaceSubClass = 1;
+    int plugInStatus = kUsbSuccess, queryStatus = kUsbSuccess, openStatus = kUsbSuccess;
+    bool givesPlugIn = true, givesObject = true;  // false: success without an object
     std::vector<UsbPipeProperties> pipes;
     std::set<int> failingPipes;  // pipe references whose properties cannot be read
 };
@@ -43,9 +38,7 @@ struct RecordedRead {
 class USBScriptedPlatform : public UsbPlatform {
 public:
     std::vector<ScriptedDevice> devices;
-    int listStatus = kUsbSuccess;
-    int matchStatus = kUsbSuccess;
-    int writeStatus = kUsbSuccess;
+    int listStatus = kUsbSuccess, matchStatus = kUsbSuccess, writeStatus = kUsbSuccess;
     std::deque<ScriptedRead> reads;  // answers of the next reads; none left: time-out
 
     // What happened, in order: "open 7/1", "close 7/1", "release 255/0", "clear stall 2".
@@ -57,17 +50,13 @@ public:
     int listDevices(std::vector<UsbDeviceProperties>& out) override {
         ++listCalls;
         out.clear();
-        for (const ScriptedDevice& device : devices) {
-            out.push_back(device.properties);
-        }
+        for (const ScriptedDevice& device : devices) out.push_back(device.properties);
         return listStatus;
     }
 
-    int matchDevices(int vendorId, int productId,
-                     std::vector<std::unique_ptr<UsbDeviceEntry>>& entries) override {
+    int matchDevices(int vendorId, int productId, std::vector<std::unique_ptr<UsbDeviceEntry>>& entries) override {
         for (ScriptedDevice& d : devices) {
-            if (matchStatus == kUsbSuccess && d.properties.vendorId == vendorId &&
-                d.properties.productId == productId) {
+            if (matchStatus == kUsbSuccess && d.properties.vendorId == vendorId && d.properties.productId == productId) {
                 entries.push_back(std::make_unique<Entry>(this, &d));
             }
         }
@@ -86,9 +75,7 @@ private:
         int close() override { return p_->events.push_back("close " + name_), kUsbSuccess; }
         int getNumEndpoints(uint8_t& n) override { return n = static_cast<uint8_t>(s_->pipes.size()), kUsbSuccess; }
         int getPipeProperties(uint8_t ref, UsbPipeProperties& properties) override {
-            if (ref < 1 || ref > s_->pipes.size() || s_->failingPipes.count(ref)) {
-                return kUsbError;
-            }
+            if (ref < 1 || ref > s_->pipes.size() || s_->failingPipes.count(ref)) return kUsbError;
             properties = s_->pipes[ref - 1];
             return kUsbSuccess;
         }
@@ -96,8 +83,7 @@ private:
             p_->writes.emplace_back(ref, std::vector<unsigned char>(bytes, bytes + size));
             return p_->writeStatus;
         }
-        int readPipe(uint8_t ref, unsigned char* buffer, uint32_t& size, uint32_t noData,
-                     uint32_t completion) override {
+        int readPipe(uint8_t ref, unsigned char* buffer, uint32_t& size, uint32_t noData, uint32_t completion) override {
             p_->readCalls.push_back({ref, size, noData, completion});
             ScriptedRead read{kIOUSBTransactionTimeout, {}};
             if (!p_->reads.empty()) {
@@ -121,9 +107,7 @@ private:
     struct PlugIn : UsbInterfacePlugIn {
         PlugIn(USBScriptedPlatform* p, const ScriptedInterface* s) : p_(p), s_(s) {}
         int queryInterface(std::unique_ptr<UsbInterface>& out) override {
-            if (s_->queryStatus == kUsbSuccess && s_->givesObject) {
-                out = std::make_unique<Interface>(p_, s_);
-            }
+            if (s_->queryStatus == kUsbSuccess && s_->givesObject) out = std::make_unique<Interface>(p_, s_);
             return s_->queryStatus;
         }
         USBScriptedPlatform* p_;
@@ -135,9 +119,7 @@ private:
         int getInterfaceCount() override { return static_cast<int>(s_->interfaces.size()); }
         int createInterfacePlugIn(int index, std::unique_ptr<UsbInterfacePlugIn>& out) override {
             const ScriptedInterface& i = s_->interfaces.at(static_cast<size_t>(index));
-            if (i.plugInStatus == kUsbSuccess && i.givesPlugIn) {
-                out = std::make_unique<PlugIn>(p_, &i);
-            }
+            if (i.plugInStatus == kUsbSuccess && i.givesPlugIn) out = std::make_unique<PlugIn>(p_, &i);
             return i.plugInStatus;
         }
         USBScriptedPlatform* p_;
@@ -147,9 +129,7 @@ private:
     struct Entry : UsbDeviceEntry {
         Entry(USBScriptedPlatform* p, const ScriptedDevice* s) : p_(p), s_(s) {}
         int openDevice(std::unique_ptr<UsbDevice>& out) override {
-            if (s_->openStatus == kUsbSuccess && s_->givesDevice) {
-                out = std::make_unique<Device>(p_, s_);
-            }
+            if (s_->openStatus == kUsbSuccess && s_->givesDevice) out = std::make_unique<Device>(p_, s_);
             return s_->openStatus;
         }
         USBScriptedPlatform* p_;
@@ -158,14 +138,12 @@ private:
 };
 
 // A printer with one print interface that has a bulk-out pipe (1) and a bulk-in pipe (2).
-inline ScriptedDevice scriptedPrinter(std::string productName, std::string serial, int vid = 0x1234,
-                                      int pid = 0x5678) {
+inline ScriptedDevice scriptedPrinter(std::string productName, std::string serial, int vid = 0x1234, int pid = 0x5678) {
     ScriptedDevice device;
-    device.properties = {true, std::move(productName), true, std::move(serial), vid, pid, true,
-                         kUsbSuccess, "/dev/bus/usb/001/004"};
+    device.properties = {true, std::move(productName), true, std::move(serial), vid, pid, true, kUsbSuccess,
+                         "/dev/bus/usb/001/004"};
     ScriptedInterface print;
-    print.pipes = {{kUsbDirectionOut, 1, kUsbTransferBulk, 512, 0},
-                   {kUsbDirectionIn, 2, kUsbTransferBulk, 512, 0}};
+    print.pipes = {{kUsbDirectionOut, 1, kUsbTransferBulk, 512, 0}, {kUsbDirectionIn, 2, kUsbTransferBulk, 512, 0}};
     device.interfaces.push_back(print);
     return device;
 }

@@ -1,4 +1,3 @@
-// FdSlot: puts a descriptor on a fixed number (3, 4) for a while and restores what was there.
 #include "helpers/FdSlot.h"
 
 #include <fcntl.h>
@@ -7,39 +6,28 @@
 namespace cfftest {
 
 int moveAboveTen(int fd) {
-    if (fd < 0 || fd >= 10) {
-        return fd;
-    }
+    if (fd < 0 || fd >= 10) return fd;
     int moved = fcntl(fd, F_DUPFD_CLOEXEC, 10);
     close(fd);
     return moved;
 }
 
-FdSlot::FdSlot(int target) : target_(target) {
-    saved_ = fcntl(target_, F_DUPFD_CLOEXEC, 10);
-}
-
-FdSlot::~FdSlot() { restore(); }
+FdSlot::FdSlot(int target) : target_(target), saved_(fcntl(target, F_DUPFD_CLOEXEC, 10)) {}
 
 bool FdSlot::place(int fd) {
     fd = moveAboveTen(fd);
-    if (fd < 0) {
-        return false;
-    }
+    if (fd < 0) return false;
     bool placed = dup2(fd, target_) == target_;
     close(fd);
     return placed;
 }
 
 void FdSlot::restore() {
-    if (restored_) {
-        return;
-    }
+    if (restored_) return;
     restored_ = true;
     if (saved_ >= 0) {
         dup2(saved_, target_);
         close(saved_);
-        saved_ = -1;
     } else {
         close(target_);
     }

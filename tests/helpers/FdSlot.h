@@ -3,16 +3,16 @@
 
 namespace cfftest {
 
-// Moves |fd| to a number of 10 or more (close-on-exec) and closes the original, so that
-// later placement with dup2 never collides with fds 0 to 9. Returns the new number.
+// Moves |fd| to a number of 10 or more (close-on-exec), closing the original, so that later
+// placement with dup2 never collides with fds 0 to 9. Returns the new number.
 int moveAboveTen(int fd);
 
-// Saves whatever is on |target| when constructed (nothing, if it is closed), so create it
-// BEFORE creating the descriptor to place: a new pipe or socket may land on a closed |target|.
+// Saves what is on |target| when constructed, so create it BEFORE the descriptor to place:
+// a new pipe or socket may land on a closed |target|.
 class FdSlot {
 public:
     explicit FdSlot(int target);
-    ~FdSlot();
+    ~FdSlot() { restore(); }
     FdSlot(const FdSlot&) = delete;
     FdSlot& operator=(const FdSlot&) = delete;
 

@@ -1,4 +1,4 @@
-// OutputCapture: collects what the test process itself writes to a standard descriptor.
+// OutputCapture: collects what the test process itself writes to fd 1 or 2.
 #pragma once
 
 #include <stdlib.h>
@@ -10,22 +10,19 @@
 
 class OutputCapture {
 public:
-    // Sends |fd| (1 or 2) into an unlinked temporary file until text() or destruction.
+    // Sends |fd| into an unlinked temporary file until text() or destruction.
     explicit OutputCapture(int fd) : fd_(fd) {
         char path[] = "/tmp/cff-capture-XXXXXX";
         file_ = mkstemp(path);
-        if (file_ >= 0) {
-            unlink(path);
-            flushAll();
-            saved_ = dup(fd_);
-            dup2(file_, fd_);
-        }
+        if (file_ < 0) return;
+        unlink(path);
+        flushAll();
+        saved_ = dup(fd_);
+        dup2(file_, fd_);
     }
     ~OutputCapture() {
         text();
-        if (file_ >= 0) {
-            close(file_);
-        }
+        if (file_ >= 0) close(file_);
     }
     OutputCapture(const OutputCapture&) = delete;
     OutputCapture& operator=(const OutputCapture&) = delete;
@@ -40,8 +37,7 @@ public:
         }
         std::string collected;
         char buffer[4096];
-        ssize_t got;
-        while (file_ >= 0 && (got = pread(file_, buffer, sizeof buffer, collected.size())) > 0) {
+        for (ssize_t got; file_ >= 0 && (got = pread(file_, buffer, sizeof buffer, collected.size())) > 0;) {
             collected.append(buffer, static_cast<size_t>(got));
         }
         return collected;
@@ -54,7 +50,5 @@ private:
         std::fflush(nullptr);
     }
 
-    int fd_;
-    int saved_ = -1;
-    int file_ = -1;
+    int fd_, saved_ = -1, file_ = -1;
 };

@@ -1,4 +1,3 @@
-// ScriptedBackChannel: a backend peer that writes scripted answers into the back-channel on fd 3.
 #include "helpers/ScriptedBackChannel.h"
 
 #include <cups/sidechannel.h>
@@ -10,44 +9,34 @@
 
 namespace cfftest {
 
-ScriptedBackChannel::ScriptedBackChannel(std::vector<BackChannelChunk> chunks)
-    : ScriptedBackChannel(std::move(chunks), Options()) {}
-
-ScriptedBackChannel::ScriptedBackChannel(std::vector<BackChannelChunk> chunks, Options options)
+ScriptedBackChannel::ScriptedBackChannel(std::vector<BackChannelChunk> chunks, bool nonBlocking,
+                                         bool closeWhenDone)
     : slot_(3) {
-    int channel[2];
-    int control[2];
-    if (pipe(channel) != 0) {
-        return;
-    }
+    int channel[2], control[2];
+    if (pipe(channel) != 0) return;
     if (pipe(control) != 0) {
         close(channel[0]);
         close(channel[1]);
         return;
     }
-    int readEnd = moveAboveTen(channel[0]);
-    int writeEnd = moveAboveTen(channel[1]);
+    int readEnd = moveAboveTen(channel[0]), writeEnd = moveAboveTen(channel[1]);
     int controlRead = moveAboveTen(control[0]);
     control_ = moveAboveTen(control[1]);
-    if (options.nonBlocking) {
-        fcntl(readEnd, F_SETFL, fcntl(readEnd, F_GETFL) | O_NONBLOCK);
-        fcntl(writeEnd, F_SETFL, fcntl(writeEnd, F_GETFL) | O_NONBLOCK);
+    for (int fd : {readEnd, writeEnd}) {
+        if (nonBlocking) fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
     }
-    bool holdOpen = !options.closeWhenDone;
-    bool started = peer_.start({{writeEnd, 3}, {controlRead, 5}}, [chunks, holdOpen]() {
+    bool started = peer_.start({{writeEnd, 3}, {controlRead, 5}}, [chunks, closeWhenDone] {
         int written = 0;
         for (const BackChannelChunk& chunk : chunks) {
             std::this_thread::sleep_for(std::chrono::milliseconds(chunk.delayMs));
-            ssize_t count = cupsBackChannelWrite(chunk.bytes.data(), chunk.bytes.size(), 5.0);
-            if (count != static_cast<ssize_t>(chunk.bytes.size())) {
+            if (cupsBackChannelWrite(chunk.bytes.data(), chunk.bytes.size(), 5.0) !=
+                static_cast<ssize_t>(chunk.bytes.size())) {
                 break;
             }
             ++written;
         }
-        if (holdOpen) {
-            char ignored;
-            while (read(5, &ignored, 1) > 0) {
-            }
+        char ignored;
+        while (!closeWhenDone && read(5, &ignored, 1) > 0) {
         }
         return written;
     });
@@ -56,17 +45,10 @@ ScriptedBackChannel::ScriptedBackChannel(std::vector<BackChannelChunk> chunks, O
     ok_ = started && slot_.place(readEnd);
 }
 
-ScriptedBackChannel::~ScriptedBackChannel() { stop(); }
-
 int ScriptedBackChannel::stop() {
-    if (stopped_) {
-        return written_;
-    }
+    if (stopped_) return written_;
     stopped_ = true;
-    if (control_ >= 0) {
-        close(control_);
-        control_ = -1;
-    }
+    if (control_ >= 0) close(control_);
     written_ = peer_.wait();
     slot_.restore();
     return written_;

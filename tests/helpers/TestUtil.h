@@ -1,5 +1,4 @@
-// TestUtil: small conveniences shared by the transport tests: a Data's bytes as text, elapsed
-// time, a protocol that only names a port, and running a command for its output.
+// TestUtil: small conveniences shared by the tests.
 #pragma once
 
 #include <unistd.h>
@@ -12,18 +11,16 @@
 
 #include "core/Data.h"
 #include "protocol/Protocol.h"
+#include "support/Utility.h"
 
 namespace cfftest {
 
-// The sanitizer settings of this process as NAME=VALUE entries, for children started with a
-// cleared environment: in a sanitizer build they keep the runtime's options (for instance
-// that a preloaded library may come before it).
+// This process's sanitizer settings as NAME=VALUE entries, for children started with a
+// cleared environment (a sanitizer build must keep, e.g., that a preloaded library may come first).
 inline std::vector<std::string> sanitizerEnvironment() {
     std::vector<std::string> entries;
     for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
-        if (const char* value = std::getenv(name)) {
-            entries.push_back(std::string(name) + "=" + value);
-        }
+        if (const char* value = std::getenv(name)) entries.push_back(std::string(name) + "=" + value);
     }
     return entries;
 }
@@ -31,17 +28,15 @@ inline std::vector<std::string> sanitizerEnvironment() {
 // The same as words for a shell command line (the values hold no blanks or quotes).
 inline std::string sanitizerEnvironmentWords() {
     std::string words;
-    for (const std::string& entry : sanitizerEnvironment()) {
-        words += " " + entry;
-    }
+    for (const std::string& entry : sanitizerEnvironment()) words += " " + entry;
     return words;
 }
 
-// The bytes of |data| as a string ("" when it holds none).
 inline std::string text(const Data& data) {
     return data.get() ? std::string(reinterpret_cast<const char*>(data.get()), data.size()) : "";
 }
 
+inline std::chrono::steady_clock::time_point now() { return std::chrono::steady_clock::now(); }
 inline double secondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
@@ -51,6 +46,18 @@ class PortProtocol : public Protocol {
 public:
     explicit PortProtocol(int port) : Protocol(nullptr) { setProtocolPort(port); }
     int doRequest(Data*, Data&) override { return -1; }
+};
+
+// The host facts (uname result, system name, release) replaced while it lives.
+struct FakeHost {
+    FakeHost(std::string sysname, std::string release, int result = 0) {
+        Utility::setUnameFunction([=](std::string& name, std::string& rel) { return name = sysname, rel = release, result; });
+        Utility::refreshCUPS_2_0();
+    }
+    ~FakeHost() {
+        Utility::setUnameFunction(nullptr);
+        Utility::refreshCUPS_2_0();
+    }
 };
 
 // The path of the running test program, to run it again inside some other environment.

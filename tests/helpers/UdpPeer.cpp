@@ -1,39 +1,25 @@
-// UdpPeer: a scripted UDP device that records the datagrams it receives and answers them.
 #include "helpers/UdpPeer.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <chrono>
-#include <cstring>
 
 #include "helpers/FdSlot.h"
 
 namespace cfftest {
 
-UdpPeer::UdpPeer(Replies replies, const std::string& address,
-                 int port)
-    : replies_(std::move(replies)) {
-    struct sockaddr_in local;
-    std::memset(&local, 0, sizeof(local));
+UdpPeer::UdpPeer(Replies replies, const std::string& address, int port) : replies_(std::move(replies)) {
+    sockaddr_in local{};
     local.sin_family = AF_INET;
     local.sin_port = htons(static_cast<uint16_t>(port));
-    if (inet_pton(AF_INET, address.c_str(), &local.sin_addr) != 1) {
-        return;
-    }
-    int fd = moveAboveTen(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    if (fd < 0) {
-        return;
-    }
     socklen_t length = sizeof(local);
-    if (bind(fd, reinterpret_cast<struct sockaddr*>(&local), sizeof(local)) != 0 ||
-        getsockname(fd, reinterpret_cast<struct sockaddr*>(&local), &length) != 0 ||
-        pipe2(wake_, O_CLOEXEC) != 0) {
-        close(fd);
+    int fd = moveAboveTen(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (fd < 0 || inet_pton(AF_INET, address.c_str(), &local.sin_addr) != 1 ||
+        bind(fd, reinterpret_cast<sockaddr*>(&local), sizeof(local)) != 0 ||
+        getsockname(fd, reinterpret_cast<sockaddr*>(&local), &length) != 0 || pipe2(wake_, O_CLOEXEC) != 0) {
+        if (fd >= 0) close(fd);
         return;
     }
     wake_[0] = moveAboveTen(wake_[0]);
@@ -45,14 +31,11 @@ UdpPeer::UdpPeer(Replies replies, const std::string& address,
 
 UdpPeer::~UdpPeer() {
     if (thread_.joinable()) {
-        char stop = 0;
-        (void)!write(wake_[1], &stop, 1);
+        (void)!write(wake_[1], "", 1);
         thread_.join();
     }
     for (int fd : {socket_, wake_[0], wake_[1]}) {
-        if (fd >= 0) {
-            close(fd);
-        }
+        if (fd >= 0) close(fd);
     }
 }
 
@@ -63,35 +46,27 @@ std::vector<std::string> UdpPeer::received() const {
 
 bool UdpPeer::waitForDatagrams(size_t count, int timeoutMs) const {
     std::unique_lock<std::mutex> lock(mutex_);
-    return arrived_.wait_for(lock, std::chrono::milliseconds(timeoutMs),
-                             [&]() { return received_.size() >= count; });
+    return arrived_.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] { return received_.size() >= count; });
 }
 
 void UdpPeer::serve() {
     std::vector<char> buffer(65536);
     size_t answered = 0;
     for (;;) {
-        struct pollfd entries[2] = {{socket_, POLLIN, 0}, {wake_[0], POLLIN, 0}};
-        if (poll(entries, 2, -1) < 0 || entries[1].revents != 0) {
-            return;
-        }
-        struct sockaddr_storage sender;
+        pollfd entries[2] = {{socket_, POLLIN, 0}, {wake_[0], POLLIN, 0}};
+        if (poll(entries, 2, -1) < 0 || entries[1].revents != 0) return;
+        sockaddr_storage sender;
         socklen_t senderLength = sizeof(sender);
-        ssize_t count = recvfrom(socket_, buffer.data(), buffer.size(), 0,
-                                 reinterpret_cast<struct sockaddr*>(&sender), &senderLength);
-        if (count < 0) {
-            continue;
-        }
+        ssize_t count = recvfrom(socket_, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&sender),
+                                 &senderLength);
+        if (count < 0) continue;
         {
             std::lock_guard<std::mutex> lock(mutex_);
             received_.emplace_back(buffer.data(), static_cast<size_t>(count));
         }
         arrived_.notify_all();
-        if (answered < replies_.size()) {
-            for (const std::string& reply : replies_[answered]) {
-                sendto(socket_, reply.data(), reply.size(), 0,
-                       reinterpret_cast<struct sockaddr*>(&sender), senderLength);
-            }
+        for (const std::string& reply : answered < replies_.size() ? replies_[answered] : Replies::value_type{}) {
+            sendto(socket_, reply.data(), reply.size(), 0, reinterpret_cast<sockaddr*>(&sender), senderLength);
         }
         ++answered;
     }

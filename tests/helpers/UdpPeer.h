@@ -1,7 +1,6 @@
 // UdpPeer: a scripted UDP device that records the datagrams it receives and answers them.
 #pragma once
 
-#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <string>
@@ -10,28 +9,19 @@
 
 namespace cfftest {
 
-// Binds a UDP socket and serves it on a thread: the i-th datagram received is answered,
-// to its sender, with the datagrams of replies[i] in order (none once the list is used up).
-//
-//   cfftest::UdpPeer printer(cfftest::UdpPeer::Replies{{"first datagram", "second datagram"}});
-//   ... code under test sends to 127.0.0.1:printer.port() ...
-//   EXPECT_EQ(printer.received().at(0), "request");
+// Binds a UDP socket (|port| 0: the system chooses) and serves it on a thread: the i-th
+// datagram received is answered, to its sender, with the datagrams of replies[i] in order.
 class UdpPeer {
 public:
-    // replies[i]: the datagrams that answer the i-th datagram received.
     using Replies = std::vector<std::vector<std::string>>;
 
-    // |address| is a dotted IPv4 address; |port| 0 lets the system choose.
-    explicit UdpPeer(Replies replies = {},
-                     const std::string& address = "127.0.0.1", int port = 0);
+    explicit UdpPeer(Replies replies = {}, const std::string& address = "127.0.0.1", int port = 0);
     ~UdpPeer();
     UdpPeer(const UdpPeer&) = delete;
     UdpPeer& operator=(const UdpPeer&) = delete;
 
-    // True when the socket is bound and the thread runs.
     bool ok() const { return socket_ >= 0; }
     int port() const { return port_; }
-    // The datagrams received so far, in order.
     std::vector<std::string> received() const;
     // Waits until |count| datagrams have arrived or |timeoutMs| passed; true if they did.
     bool waitForDatagrams(size_t count, int timeoutMs) const;
