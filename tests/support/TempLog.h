@@ -1,13 +1,11 @@
 // TempLog: a private marker file and log directory, so tests can turn the log on.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <optional>
 #include <string>
 
 #include "support/Clock.h"
@@ -20,7 +18,7 @@ public:
         char pattern[] = "/tmp/cff-log-XXXXXX";
         dir_ = mkdtemp(pattern) ? pattern : "";
         LogSettings::deleteInstatnce();
-        LogSettings::setStartLogPath(dir_ + "/startlog");
+        LogSettings::setStartLogPath(markerPath());
         Logger::indentation_ = 0;
     }
     ~TempLog() {
@@ -35,17 +33,12 @@ public:
     const std::string& dir() const { return dir_; }
     std::string markerPath() const { return dir_ + "/startlog"; }
     std::string logPath() const { return dir_ + "/CommandFileFilter"; }
-
-    // Creates the marker file with |content|.
-    void writeMarker(const std::string& content) const {
-        std::ofstream(markerPath(), std::ios::binary) << content;
-    }
+    void writeMarker(const std::string& content) const { std::ofstream(markerPath(), std::ios::binary) << content; }
     // Writes the marker (empty unless given) and turns the log on into logPath().
     void enable(const std::string& marker = "") const {
         writeMarker(marker);
         LogSettings::initialize(true, "CommandFileFilter", dir_ + "/");
     }
-
     static std::string read(const std::string& path) {
         std::ifstream in(path, std::ios::binary);
         return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
