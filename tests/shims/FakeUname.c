@@ -1,27 +1,25 @@
-/* FakeUname: an LD_PRELOAD library that makes uname(2) report another system, so that
- * whole-program tests can run the filter as it runs on another host.
- * CFF_FAKE_SYSNAME and CFF_FAKE_RELEASE replace the reported name and release. */
+/* FakeUname: an LD_PRELOAD library that makes uname(2) report the system name and release
+ * given in CFF_FAKE_SYSNAME and CFF_FAKE_RELEASE, so whole-program tests can run the filter
+ * as it runs on another host. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/utsname.h>
 
+static void replace(char* field, size_t size, const char* value) {
+    if (value) {
+        strncpy(field, value, size - 1);
+        field[size - 1] = '\0';
+    }
+}
+
 int uname(struct utsname* name) {
     int (*real_uname)(struct utsname*) = (int (*)(struct utsname*))dlsym(RTLD_NEXT, "uname");
     int result = real_uname ? real_uname(name) : -1;
-    if (result != 0) {
-        return result;
+    if (result == 0) {
+        replace(name->sysname, sizeof(name->sysname), getenv("CFF_FAKE_SYSNAME"));
+        replace(name->release, sizeof(name->release), getenv("CFF_FAKE_RELEASE"));
     }
-    const char* sysname = getenv("CFF_FAKE_SYSNAME");
-    const char* release = getenv("CFF_FAKE_RELEASE");
-    if (sysname) {
-        strncpy(name->sysname, sysname, sizeof(name->sysname) - 1);
-        name->sysname[sizeof(name->sysname) - 1] = '\0';
-    }
-    if (release) {
-        strncpy(name->release, release, sizeof(name->release) - 1);
-        name->release[sizeof(name->release) - 1] = '\0';
-    }
-    return 0;
+    return result;
 }
