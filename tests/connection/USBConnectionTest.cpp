@@ -119,37 +119,25 @@ TEST(USBConnection, OpenFailsWithTenWithoutAReachablePrintInterface) {
     }
 }
 
-class USBConnectionOpened : public testing::Test {
-protected:
-    void SetUp() override {
-        platform.devices.push_back(scriptedPrinter("Acme Laser 500", "ABC123"));
-        ASSERT_EQ(connection.doOpen(), 0);
-        platform.events.clear();
-    }
+TEST(USBConnection, WritesOnceReadsAtMost512BytesAndClosesOnce) {
     USBScriptedPlatform platform;
-    USBConnection connection{kUri, &platform};
-};
+    platform.devices.push_back(scriptedPrinter("Acme Laser 500", "ABC123"));
+    USBConnection connection(kUri, &platform);
+    ASSERT_EQ(connection.doOpen(), 0);
+    platform.events.clear();
 
-TEST_F(USBConnectionOpened, WritesTheWholeBufferOnceAndClearsAStall) {
-    Data data(std::string("\xA5\x00\x03", 3));
-    EXPECT_EQ(connection.doWrite(&data), 0);
-    platform.writeStatus = kIOUSBPipeStalled;
-    EXPECT_EQ(connection.doWrite(&data), -1);
-    platform.writeStatus = kUsbNoDevice;
-    EXPECT_EQ(connection.doWrite(&data), -1);
-    EXPECT_THAT(platform.events, ElementsAre("clear stall 1"));
-    ASSERT_EQ(platform.writes.size(), 3u);  // no retries
-    EXPECT_EQ(platform.writes[0].first, 1);
-    EXPECT_THAT(platform.writes[0].second, ElementsAre(0xA5, 0x00, 0x03));
-}
+    Data data(std::string("\xA5\x00\x03", 3)), answer;
+    for (int status : {kUsbSuccess, kIOUSBPipeStalled, kUsbNoDevice}) {
+        platform.writeStatus = status;
+        EXPECT_EQ(connection.doWrite(&data), status == kUsbSuccess ? 0 : -1);
+    }
+    EXPECT_EQ(platform.writes.size(), 3u);  // no retries
+    EXPECT_EQ(platform.writes[0], std::make_pair(1, std::vector<unsigned char>{0xA5, 0x00, 0x03}));
 
-TEST_F(USBConnectionOpened, ReadsUpTo512BytesWithTheTwoTimeOutsAndReportsFailures) {
-    platform.reads.push_back({kUsbSuccess, std::vector<unsigned char>(600, 0x42)});
-    Data answer;
+    platform.reads = {{kUsbSuccess, std::vector<unsigned char>(600, 0x42)}, {kUsbSuccess, {1, 2, 3}}};
     EXPECT_EQ(connection.doRead(answer), 0);
     EXPECT_EQ(answer.size(), 512);
     connection.setTimeoutVal(0.2);
-    platform.reads.push_back({kUsbSuccess, {1, 2, 3}});
     EXPECT_EQ(connection.doRead(answer), 0);
     EXPECT_EQ(cfftest::text(answer), "\x01\x02\x03");
     ASSERT_EQ(platform.readCalls.size(), 2u);
@@ -158,35 +146,23 @@ TEST_F(USBConnectionOpened, ReadsUpTo512BytesWithTheTwoTimeOutsAndReportsFailure
         EXPECT_EQ(std::make_tuple(r.pipeRef, r.size, r.noDataTimeout, r.completionTimeout),
                   std::make_tuple(2, 512u, 200u, i == 0 ? 500u : 20u));  // completion: time-out * 100
     }
-
-    struct Case {
-        int status, result;
-        std::vector<std::string> events;
-    } cases[] = {
-        {kIOUSBPipeStalled, kIOUSBPipeStalled, {"clear stall 2"}},
-        {kIOUSBTransactionTimeout, -1, {}},
-        {kUsbNoDevice, -1, {}},
-        {kUsbSuccess, 0, {}},  // nothing read
-    };
-    for (const Case& c : cases) {
-        platform.events.clear();
-        platform.reads.push_back({c.status, {}});
-        EXPECT_EQ(connection.doRead(answer), c.result) << c.status;
-        EXPECT_EQ(platform.events, c.events) << c.status;
+    // A stall is cleared on the pipe it happened on; nothing read leaves the answer as it was.
+    for (int status : {kIOUSBPipeStalled, kIOUSBTransactionTimeout, kUsbNoDevice, kUsbSuccess}) {
+        platform.reads.push_back({status, {}});
+        EXPECT_EQ(connection.doRead(answer), status == kUsbSuccess ? 0 : status == kIOUSBPipeStalled ? status : -1);
         EXPECT_EQ(cfftest::text(answer), "\x01\x02\x03");
     }
-}
+    EXPECT_THAT(platform.events, ElementsAre("clear stall 1", "clear stall 2"));
 
-TEST_F(USBConnectionOpened, CloseGivesMinusOneEndsTransfersAndKeepsTheIds) {
+    // Close gives -1 and releases once; transfers then do nothing; the ids found stay.
+    platform.events.clear();
+    EXPECT_EQ(connection.doClose(), -1);
     EXPECT_EQ(connection.doClose(), -1);
     EXPECT_THAT(platform.events, ElementsAre("close 7/1", "release 7/1"));
-    Data data(std::string("x"));
     EXPECT_EQ(connection.doWrite(&data), 0);
-    EXPECT_EQ(connection.doRead(data), -1);
-    EXPECT_EQ(connection.doClose(), -1);
-    EXPECT_TRUE(platform.writes.empty());
-    EXPECT_TRUE(platform.readCalls.empty());
-    EXPECT_EQ(platform.events.size(), 2u);  // nothing released twice
+    EXPECT_EQ(connection.doRead(answer), -1);
+    EXPECT_EQ(platform.writes.size(), 3u);
+    EXPECT_EQ(platform.readCalls.size(), 6u);
     platform.devices[0].properties.productName = "renamed";  // would no longer match
     EXPECT_EQ(connection.doOpen(), 0);
     EXPECT_EQ(platform.listCalls, 1);
