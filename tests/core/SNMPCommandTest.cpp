@@ -4,7 +4,7 @@
 #include "core/CUPSSNMPSupplyCmd.h"
 #include "core/SNMPConfigCmd.h"
 #include "core/SNMPSupplyCmd.h"
-#include "helpers/SNMPScriptedConnection.h"
+#include "helpers/ScriptedConnection.h"
 #include "parser/CUPSSNMPParser.h"
 #include "parser/SNMPParser.h"
 #include "protocol/CUPSSNMPProtocol.h"
@@ -12,18 +12,13 @@
 
 namespace {
 
-// Records each request and answers with the next scripted result.
-class RecordingProtocol : public Protocol {
-public:
+// Records each request and answers with the next scripted result (0 once they are used up).
+struct RecordingProtocol : Protocol {
     RecordingProtocol() : Protocol(nullptr) {}
     int doRequest(Data* request, Data& answer) override {
         requests.emplace_back(request->get(), request->get() + request->size());
         answer.assign(reinterpret_cast<const unsigned char*>("x"), 1);
-        int rc = results.empty() ? 0 : results.front();
-        if (!results.empty()) {
-            results.erase(results.begin());
-        }
-        return rc;
+        return requests.size() <= results.size() ? results[requests.size() - 1] : 0;
     }
     std::vector<int> results;
     std::vector<std::vector<unsigned char>> requests;
@@ -58,23 +53,22 @@ TEST(SNMPCommands, NumberTheirRequestsFromTheSharedCounterAndStopOnProtocolError
 }
 
 TEST(CUPSSNMPSupplyCmd, ReportsSuppliesThroughTheBackendChannelWhenOneSubtreeFails) {
-    // One row per table, column by column, as the walk delivers it.
-    auto row = [](const std::string& subtree, const std::vector<std::string>& values) {
+    const std::map<std::string, std::vector<std::string>> rows = {
+        {".1.3.6.1.2.1.43.7.1", {"ja", "JP", "17"}},
+        {".1.3.6.1.2.1.43.12.1", {"1", "3", "cyan", "256"}},
+        {".1.3.6.1.2.1.43.11.1", {"1", "1", "3", "3", "Cyan Toner", "13", "5000", "-3"}},
+    };  // the general subtree gets no answer
+    auto* connection = new ScriptedConnection();
+    connection->silenceStatus = -1;
+    // Answers each subtree with one row, column by column, as the walk delivers it.
+    connection->onWrite = [connection, &rows](const ScriptedConnection::Bytes& written) {
+        const std::string subtree(written.begin(), written.end());
+        if (rows.count(subtree) == 0) return;
         std::string lines;
-        for (size_t column = 0; column < values.size(); ++column) {
-            lines += subtree + ".1." + std::to_string(column + 2) + ".1.1=" + values[column] + "\n";
+        for (size_t column = 0; column < rows.at(subtree).size(); ++column) {
+            lines += subtree + ".1." + std::to_string(column + 2) + ".1.1=" + rows.at(subtree)[column] + "\n";
         }
-        return lines;
-    };
-    auto* connection = new SNMPScriptedConnection();
-    connection->onWrite = [connection, row](const std::string& subtree) {
-        if (subtree == ".1.3.6.1.2.1.43.7.1") {
-            connection->reads.push_back({0, row(subtree, {"ja", "JP", "17"})});
-        } else if (subtree == ".1.3.6.1.2.1.43.12.1") {
-            connection->reads.push_back({0, row(subtree, {"1", "3", "cyan", "256"})});
-        } else if (subtree == ".1.3.6.1.2.1.43.11.1") {
-            connection->reads.push_back({0, row(subtree, {"1", "1", "3", "3", "Cyan Toner", "13", "5000", "-3"})});
-        }  // the general subtree gets no answer
+        connection->addText(lines);
     };
     CUPSSNMPProtocol protocol(connection);
     protocol.assignResponseBuilder(new CUPSSNMPResp());
@@ -82,9 +76,9 @@ TEST(CUPSSNMPSupplyCmd, ReportsSuppliesThroughTheBackendChannelWhenOneSubtreeFai
     CUPSSNMPSupplyCmd command;
 
     EXPECT_EQ(0, command.Execute(&protocol, &parser));
-    EXPECT_EQ((std::vector<std::string>{".1.3.6.1.2.1.43.7.1", ".1.3.6.1.2.1.43.5.1", ".1.3.6.1.2.1.43.12.1",
-                                        ".1.3.6.1.2.1.43.11.1"}),
-              connection->written);
+    const char* subtrees[] = {".1.3.6.1.2.1.43.7.1", ".1.3.6.1.2.1.43.5.1", ".1.3.6.1.2.1.43.12.1", ".1.3.6.1.2.1.43.11.1"};
+    ASSERT_EQ(connection->writes.size(), 4u);
+    for (size_t i = 0; i < 4; ++i) EXPECT_EQ(connection->writtenText(i), subtrees[i]);
     std::list<supplyInfo_*> records;
     ASSERT_EQ(0, parser.getSupplyInfo(records));
     ASSERT_EQ(1u, records.size());
@@ -92,7 +86,6 @@ TEST(CUPSSNMPSupplyCmd, ReportsSuppliesThroughTheBackendChannelWhenOneSubtreeFai
     EXPECT_EQ("Cyan Toner", records.front()->name);
     EXPECT_EQ(0, records.front()->currentLevel);
     EXPECT_EQ(2009, parser.getCodePage());  // no general row names the localization
-
     Data* supplies = command.getCommand(3);
     EXPECT_EQ(supplies, command.getCommand(9));  // unknown number: request kept
 }

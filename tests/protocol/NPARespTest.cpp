@@ -6,71 +6,55 @@
 #include "helpers/NpaAnswerScripts.h"
 #include "protocol/NPAResp.h"
 
+using namespace npa_script;
+
 namespace {
 
-using npa_script::Bytes;
-
-void addPiece(NPAResp& builder, int sequence, const Bytes& bytes) {
-    builder.addData(sequence, new Data(bytes.data(), static_cast<int>(bytes.size())));
-}
-
-Data rdcAnswer(int headerSize = 5) {
-    Data answer;
+// Joins |pieces| (sequence numbers 0, 1, ...) into an answer with echo offset 4.
+int repack(const std::vector<Bytes>& pieces, int headerSize, Data& answer) {
+    NPAResp builder;
+    for (size_t i = 0; i < pieces.size(); ++i) {
+        builder.addData(static_cast<int>(i), new Data(pieces[i].data(), static_cast<int>(pieces[i].size())));
+    }
     answer.setErrorCheckingByte(4);
     answer.setHeaderSize(headerSize);
-    return answer;
+    return builder.repackResponse(answer, kRdcEcho);
 }
 
 }  // namespace
 
-TEST(NpaRepack, PacketThatDoesNotMoveForwardEndsTheAnswer) {
+TEST(NpaRepack, StuckOrOverlongAnswersEndAtTheLastPacketThatFits) {
     // With no header to skip, a length of 2 leaves the position where it was.
-    NPAResp builder;
-    const Bytes stuck = npa_script::packet(0x20, {});
-    addPiece(builder, 0, npa_script::concat({stuck, stuck, stuck}));
-    Data answer = rdcAnswer(0);
-
-    ASSERT_EQ(builder.repackResponse(answer, 0xE0), 0);
-    EXPECT_EQ(Bytes(answer.get(), answer.get() + answer.size()), stuck);
-}
-
-TEST(NpaRepack, AnswerEndsWhereTheLengthFieldCanNoLongerCoverIt) {
-    NPAResp builder;
-    Bytes first = npa_script::packet(0x20, Bytes(0xFFFF - 5, 0x11));
-    addPiece(builder, 0, first);
-    addPiece(builder, 1, npa_script::packet(0x00, {0x22, 0x33}));
-    Data answer = rdcAnswer();
-
-    ASSERT_EQ(builder.repackResponse(answer, 0xE0), 0);
-    ASSERT_EQ(answer.size(), 0xFFFF);
-    EXPECT_EQ(Bytes(answer.get(), answer.get() + answer.size()), first);
+    const Bytes stuck = packet(0x20, {});
+    // A second packet would take the length field past 0xFFFF.
+    const Bytes full = packet(0x20, Bytes(0xFFFF - 5, 0x11));
+    const std::tuple<std::vector<Bytes>, int, Bytes> cases[] = {
+        {{concat({stuck, stuck, stuck})}, 0, stuck},
+        {{full, packet(0x00, {0x22, 0x33})}, 5, full},
+    };
+    for (const auto& [pieces, headerSize, expected] : cases) {
+        Data answer;
+        ASSERT_EQ(repack(pieces, headerSize, answer), 0);
+        EXPECT_EQ(bytesOf(answer), expected);
+    }
 }
 
 TEST(NpaRepack, RandomPacketsNeverBreakTheJoinedAnswer) {
-    // Packets with random lengths, flags and bodies; the start and echo bytes are
-    // usually right so that the walk gets past the first checks.
+    // Random lengths, flags and bodies; start and echo bytes are usually right so that the
+    // walk gets past the first checks.
     std::mt19937 random(20240611);
     for (int round = 0; round < 3000; ++round) {
-        NPAResp builder;
+        std::vector<Bytes> pieces(1 + random() % 4);
         size_t held = 0;
-        int pieces = 1 + static_cast<int>(random() % 4);
-        for (int sequence = 0; sequence < pieces; ++sequence) {
-            Bytes bytes(random() % 24);
-            for (auto& byte : bytes) {
-                byte = static_cast<unsigned char>(random());
-            }
-            if (!bytes.empty() && random() % 8 != 0) {
-                bytes[0] = 0xA5;
-            }
-            if (bytes.size() > 4 && random() % 8 != 0) {
-                bytes[4] = 0xE0;
-            }
+        for (Bytes& bytes : pieces) {
+            bytes.resize(random() % 24);
+            for (auto& byte : bytes) byte = static_cast<unsigned char>(random());
+            if (!bytes.empty() && random() % 8 != 0) bytes[0] = 0xA5;
+            if (bytes.size() > 4 && random() % 8 != 0) bytes[4] = kRdcEcho;
             held += bytes.size();
-            addPiece(builder, sequence, bytes);
         }
-        Data answer = rdcAnswer(static_cast<int>(random() % 7));
-
-        if (builder.repackResponse(answer, 0xE0) == 0) {
+        Data answer;
+        if (repack(pieces, static_cast<int>(random() % 7), answer) == 0) {
             ASSERT_GE(answer.size(), 3);
             ASSERT_LE(static_cast<size_t>(answer.size()), held);
             EXPECT_EQ(answer.get()[0], 0xA5);

@@ -86,16 +86,15 @@ TEST(SNMPDataPacketDecode, KeysStringsAndIntegersByTheirValue) {
     EXPECT_TRUE(packet.getOIDValue("Tray 1", oid));
     EXPECT_EQ(".1.3.6.1.2.1.43.8.2.1.13.1.1", oid);
     EXPECT_EQ(0, packet.getOptionAvailability("Tray 2"));
-}
 
-TEST(SNMPDataPacketDecode, RejectedOrForeignMessagesLeaveTheTableEmpty) {
+    // An error status, or a PDU other than a GetResponse, decodes nothing.
     std::vector<snmptest::Binding> tray = {snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1")};
     Bytes getRequest = snmptest::getResponse(tray);
     getRequest[13] = 0xA0;  // the PDU tag after version and community
-    for (const Bytes& message : {snmptest::getResponse(tray, 2), getRequest}) {
-        SNMPDataPacket packet;
-        packet.parsePDUGetResponse(message.data(), static_cast<int>(message.size()));
-        EXPECT_EQ(-1, packet.getOptionAvailability("Tray 1"));
+    for (const Bytes& rejected : {snmptest::getResponse(tray, 2), getRequest}) {
+        SNMPDataPacket other;
+        other.parsePDUGetResponse(rejected.data(), static_cast<int>(rejected.size()));
+        EXPECT_EQ(-1, other.getOptionAvailability("Tray 1"));
     }
 }
 

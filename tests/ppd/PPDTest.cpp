@@ -1,0 +1,178 @@
+// Tests of the mapping from the device model to PPD keywords and marker attributes, and of
+// the writers that put them out as a spooler line or into a PPD file.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <tuple>
+
+#include "helpers/StubParser.h"
+#include "ppd/PPDFileModifier.h"
+#include "ppd/PPDParser.h"
+#include "ppd/PPDStringModifier.h"
+#include "ppd/WriterFactory.h"
+#include "ppd/WriterSTDERR.h"
+#include "ppd/WriterSTDOUT.h"
+
+namespace {
+
+using OptionMap = std::map<int, std::string>;
+
+PPDKeywordMap create(RequestType type, Parser* parser, int expectedResult) {
+    PPDKeywordMap keywords;
+    EXPECT_EQ(PPDParser().createData(type, parser, keywords), expectedResult);
+    return keywords;
+}
+
+supplyInfo_ record(int id, const char* name, int type, int maximum, int level) {
+    supplyInfo_ s;
+    std::tie(s.supplyId, s.name, s.type, s.maxCapacity, s.currentLevel) = std::make_tuple(id, name, type, maximum, level);
+    return s;
+}
+
+// Captures what a writer's stream writes.
+struct Capture {
+    FILE* file = std::tmpfile();
+    ~Capture() { std::fclose(file); }
+    std::string text() {
+        std::string out(4096, '\0');
+        std::rewind(file);
+        out.resize(std::fread(out.data(), 1, out.size(), file));
+        return out;
+    }
+};
+
+}  // namespace
+
+TEST(PPDOptions, MapsTraysBinsAndFinishers) {
+    struct Case {
+        const char* name;
+        OptionMap trays, bins, finishers;
+        PPDKeywordMap expected;  // the three keywords
+        int result;
+    };
+    const Case cases[] = {
+        {"highest in range; feeders never chosen", {{1, ""}, {3, ""}, {131, ""}}, {{1, ""}, {3, ""}},
+         {{12, ""}, {22, ""}},
+         {{"DefaultTrays", "Tray123"}, {"DefaultOptOutputBins", "OBin2"}, {"DefaultOutputFinisher", "AdvancedFinisher"}},
+         0},
+        {"empty maps", {}, {}, {},
+         {{"DefaultTrays", "Tray1"}, {"DefaultOptOutputBins", "StandardBin"}, {"DefaultOutputFinisher", "NotInstalledM"}},
+         0},
+        {"nothing in range", {{129, ""}, {130, ""}}, {{16, ""}}, {{5, ""}}, {}, -1},
+        {"bins fail but finishers decide", {{2, ""}}, {{16, ""}}, {{12, ""}},
+         {{"DefaultTrays", "Tray12"}, {"DefaultOutputFinisher", "StandardFinisher"}}, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        StubParser parser(0);
+        std::tie(parser.trays, parser.bins, parser.finishers) = std::tie(c.trays, c.bins, c.finishers);
+        std::tie(parser.manualFeeder, parser.duplex, parser.flash) = std::make_tuple(-1, 1, 1);
+        PPDKeywordMap keywords = create(REQ_INSTALLABLE_OPTIONS, &parser, c.result);
+        keywords.erase("DefaultOptDuplex");
+        keywords.erase("DefaultFlash");
+        EXPECT_EQ(keywords, c.expected);
+    }
+}
+
+TEST(PPDOptions, DuplexFlashAndManualFeederStates) {
+    const std::tuple<int, PPDKeywordMap, PPDKeywordMap, PPDKeywordMap> cases[] = {
+        {-1, {{"DefaultOptDuplex", "InstalledM"}}, {{"DefaultFlash", "NotInstalledF"}}, {}},
+        {0, {{"DefaultOptDuplex", "NotInstalledM"}, {"DefaultDuplex", "None"}}, {{"DefaultFlash", "NotInstalledF"}},
+         {{"DefaultEnvFeeder", "NotInstalledM"}}},
+        {1, {{"DefaultOptDuplex", "InstalledM"}}, {{"DefaultFlash", "InstalledF"}}, {{"DefaultEnvFeeder", "InstalledM"}}},
+        {7, {}, {}, {}},
+    };
+    PPDParser mapper;
+    for (const auto& [state, duplex, flash, feeder] : cases) {
+        SCOPED_TRACE(state);
+        PPDKeywordMap got[3];
+        EXPECT_EQ(mapper.setDuplexerOption(state, got[0]), duplex.empty() ? -1 : 0);
+        EXPECT_EQ(mapper.setFlashOption(state, got[1]), flash.empty() ? -1 : 0);
+        EXPECT_EQ(mapper.setManualFeederOption(state, got[2]), feeder.empty() ? -1 : 0);
+        EXPECT_EQ(got[0], duplex);
+        EXPECT_EQ(got[1], flash);
+        EXPECT_EQ(got[2], feeder);
+    }
+}
+
+TEST(PPDOptions, UnavailableFactsOrUnknownRequestsWriteNothing) {
+    StubParser parser;
+    EXPECT_TRUE(create(REQ_INSTALLABLE_OPTIONS, &parser, -1).empty());
+    EXPECT_TRUE(create(REQ_INSTALLABLE_OPTIONS, nullptr, -1).empty());
+    EXPECT_TRUE(create(REQ_DUPLEX_OPTIONS, &parser, 0).empty());
+    EXPECT_TRUE(create(static_cast<RequestType>(3), &parser, -1).empty());
+}
+
+TEST(PPDSupplies, ReportsTheFourMarkerAttributes) {
+    std::vector<supplyInfo_> records = {
+        record(1, "Black Toner", 1, 100, 40), record(42, "Hidden", 1, 100, 1),   record(3, "Other", 8, 100, 1),
+        record(112, "Waste Toner", 7, 100, 30), record(5, "Drum, left", 4, 0, 10), record(69, "Magenta", 2, -2, 5),
+        record(70, "Cyan", 3, 100, -3),        record(2, "Big", 5, 40000000, 30000000)};
+    StubParser parser(0);
+    for (supplyInfo_& r : records) parser.supplies.push_back(&r);
+    PPDKeywordMap keywords = create(REQ_SUPPLY_LEVELS, &parser, 0);
+    EXPECT_EQ(keywords["marker-names"],
+              "'\"Black Toner\"','\"Waste Toner\"','\"Drum, left\"','\"Magenta\"','\"Cyan\"','\"Big\"'");
+    // 30000000 * 100 wraps in 32-bit arithmetic: -1294967296 / 40000000 = -32.
+    EXPECT_EQ(keywords["marker-levels"], "40,70,0,0,-3,-32");
+    EXPECT_EQ(keywords["marker-types"], "toner,wasteToner,opc,toner,toner,fuser");
+    EXPECT_EQ(keywords["marker-colors"], "#000000,#000000,#000000,#FF00FF,#00FFFF,#00FFFF");
+
+    // Nothing to report: no supplies, or only hidden and untyped ones.
+    parser.supplies.clear();
+    EXPECT_TRUE(create(REQ_SUPPLY_LEVELS, &parser, -1).empty());
+    parser.supplies = {&records[1], &records[2]};
+    records[2].type = 0;
+    EXPECT_TRUE(create(REQ_SUPPLY_LEVELS, &parser, -1).empty());
+}
+
+TEST(PPDStringWriter, WritesOnePrefixedLineInKeywordOrder) {
+    supplyInfo_ toner = record(1, "Black", 1, 10, 5);
+    const std::tuple<RequestType, int, int, std::string> cases[] = {
+        {REQ_INSTALLABLE_OPTIONS, 0, 0,
+         "PPD: DefaultDuplex=None DefaultEnvFeeder=NotInstalledM DefaultFlash=NotInstalledF DefaultOptDuplex="
+         "NotInstalledM DefaultOptOutputBins=StandardBin DefaultOutputFinisher=NotInstalledM DefaultTrays=Tray12 \n"},
+        {REQ_SUPPLY_LEVELS, 0, 0,
+         "ATTR: marker-colors=#000000 marker-levels=50 marker-names='\"Black\"' marker-types=toner \n"},
+        {REQ_INSTALLABLE_OPTIONS, kParserStatusNotAvailable, -1, ""},
+        {REQ_DUPLEX_OPTIONS, 0, -1, ""},
+    };
+    for (const auto& [type, status, result, line] : cases) {
+        SCOPED_TRACE(line);
+        Capture capture;
+        StubParser parser(status);
+        parser.trays = {{1, "A"}, {2, "B"}};
+        parser.supplies = {&toner};
+        PPDStringModifier writer;
+        writer.setOutputMode(new WriterSTDERR(capture.file));
+        EXPECT_EQ(writer.writeData(type, &parser), result);
+        EXPECT_EQ(capture.text(), line);
+    }
+    PPDStringModifier unattached;  // without a stream nothing can be written
+    EXPECT_EQ(unattached.writeToFile("PPD: a=1 "), -1);
+}
+
+TEST(PPDFileWriter, RewritesTheFirstLineOfEachKeyword) {
+    std::string path = std::string(CFF_BINARY_DIR) + "/ppd-writer-test.ppd";
+    std::ofstream(path) << "*PPD-Adobe: \"4.3\"\n*DefaultTrays: Tray1\n*OpenUI *DefaultTrays/Trays: PickOne\n"
+                           "*DefaultFlash: NotInstalledF\n";
+    Capture capture;
+    StubParser parser(0);
+    parser.trays = {{1, "A"}, {2, "B"}};
+    PPDFileModifier writer(path);
+    writer.setOutputMode(new WriterSTDOUT(capture.file));
+    EXPECT_EQ(writer.writeData(REQ_INSTALLABLE_OPTIONS, &parser), 0);
+    EXPECT_EQ(capture.text(), "*PPD-Adobe: \"4.3\"\n*DefaultTrays: Tray12\n*OpenUI *DefaultTrays/Trays: PickOne\n"
+                              "*DefaultFlash: NotInstalledF\n\n");
+    std::remove(path.c_str());
+
+    PPDFileModifier missing(path);
+    missing.setOutputMode(new WriterSTDOUT(capture.file));
+    EXPECT_EQ(missing.writeData(REQ_INSTALLABLE_OPTIONS, &parser), -1);
+    // The factory picks the line writer for an empty path, the file writer otherwise.
+    std::unique_ptr<IWriter> line(WriterFactory::createWriter("")), file(WriterFactory::createWriter(path));
+    EXPECT_NE(dynamic_cast<PPDStringModifier*>(line.get()), nullptr);
+    EXPECT_NE(dynamic_cast<PPDFileModifier*>(file.get()), nullptr);
+}
