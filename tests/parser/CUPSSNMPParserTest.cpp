@@ -5,7 +5,6 @@
 #include <random>
 
 #include "parser/CUPSSNMPParser.h"
-#include "support/TempLog.h"
 
 namespace {
 
@@ -72,26 +71,6 @@ TEST(CUPSSNMPParser, TurnsAColourPrintersWalkIntoSupplyRecords) {
     };
     EXPECT_EQ(expected, supplyRows(parser));
     EXPECT_EQ(17, parser.getCodePage());  // row 1 is the current localization, not the last
-}
-
-TEST(CUPSSNMPParser, LogsEachWalkLineInsideItsParseTrace) {
-    TempLog log;
-    log.enable();
-    CUPSSNMPParser parser;
-    Data answer(std::string(".1.3.6.1.2.1.43.11.1.1.9.1.1=40\n"));
-    ASSERT_EQ(0, parser.parseData(&answer, CMD_SUPPLIES));
-    std::string text = log.log();
-    // Line, split and filing follow each other within parseData; no helper trace between.
-    const char* const order[] = {"<+CUPSSNMPParser:parseData+>", "Line = .1.3.6.1.2.1.43.11.1.1.9.1.1=40",
-                                 "OID = .1.3.6.1.2.1.43.11.1.1.9.1.1, Value = 40",
-                                 "<+CUPSSNMPParser:insertSNMPResponseMap+>", "mapMarkerSuppliesInfo_ size is = 1",
-                                 "<-CUPSSNMPParser:parseData>"};
-    size_t at = 0;
-    for (const char* line : order) {
-        at = text.find(line, at);
-        ASSERT_NE(std::string::npos, at) << line << "\n" << text;
-    }
-    EXPECT_EQ(std::string::npos, text.find("parseLine")) << text;
 }
 
 TEST(CUPSSNMPParser, SurvivesArbitraryBytes) {

@@ -46,9 +46,9 @@ TEST(RocParser, EveryCountBytePassAddsTheSameRecord) {
 
 TEST(RocParser, ShortOrBadAnswersKeepTheirCodes) {
     ROCParser parser;
+    int flash = -1;
     Data six = NpaAnswerBuilder::toData(NpaAnswerBuilder::frame(NpaBytes(3, 0)));
     EXPECT_EQ(parser.parseData(&six, CMD_ROC), INSUFFICIENT_NPA_DATA_ERROR);
-    int flash = -1;
     EXPECT_EQ(parser.getFLash(flash), NPA_NOT_PARSED);
 
     NpaBytes bad = rocAnswer("FLASH:1;");
@@ -65,22 +65,18 @@ TEST(NpaRegistry, RoutesEachAnswerToTheParsersOfItsCommand) {
         {rdc::inputTrays({rdc::inputTray(1, 1, "T1"), rdc::inputTray(2, 130, "Env")}),
          rdc::outputUnits({rdc::outputUnit(1, 22, "Adv", {{1, "Std"}})}), rdc::duplex(0)})}));
     supplyInfo_ toner;
-    toner.supplyId = 1;
-    toner.type = 1;
+    std::tie(toner.supplyId, toner.type) = std::make_pair(1, 1);
     Data supplies = NpaAnswerBuilder().buildData(rdc::root(
         {rdc::generalInfo(106), rdc::configuration({rdc::supplies({rdc::supply(1, toner)})})}));
     Data roc = NpaAnswerBuilder::toData(rocAnswer("FLASH:1;"));
 
-    // Before any answer every sub-parser reports "nothing parsed".
-    std::map<int, std::string> trays;
-    EXPECT_EQ(parser.getTrays(trays), NPA_NOT_PARSED);
-
+    std::map<int, std::string> trays, bins, finishers;
+    EXPECT_EQ(parser.getTrays(trays), NPA_NOT_PARSED);  // before any answer
     EXPECT_EQ(parser.parseData(&config, CMD_CONFIGURATION), 0);
     EXPECT_EQ(parser.parseData(&supplies, CMD_SUPPLIES), 0);
     EXPECT_EQ(parser.parseData(&roc, CMD_ROC), 0);
     EXPECT_EQ(parser.parseData(&roc, static_cast<CommandID>(4)), NPA_DATA_RESPONSE_ERROR);
 
-    std::map<int, std::string> bins, finishers;
     int duplex = 9, manualFeeder = 9, flash = 0, codePage = 0;
     std::list<supplyInfo_*> records;
     // The supply answer's code page reaches the general-information parser through the
@@ -100,14 +96,6 @@ TEST(NpaRegistry, RoutesEachAnswerToTheParsersOfItsCommand) {
     ASSERT_EQ(records.size(), 1u);
     EXPECT_EQ(records.front()->supplyId, 1);
     EXPECT_EQ(codePage, 106);
-}
-
-TEST(NpaRegistry, KnowsOnlyItsRegisteredPairs) {
-    NPAParser parser;
-    EXPECT_NE(parser.getParser(CMD_CONFIGURATION, PARSER_INPUT), nullptr);
-    EXPECT_NE(parser.getParser(CMD_GENERAL_INFO, PARSER_GENERAL_INFO), nullptr);
-    EXPECT_EQ(parser.getParser(CMD_ROC, PARSER_INPUT), nullptr);
-    EXPECT_EQ(parser.getParser(static_cast<CommandID>(4), PARSER_ROC), nullptr);
 }
 
 }  // namespace
