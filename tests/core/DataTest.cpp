@@ -3,6 +3,10 @@
 
 #include "core/Data.h"
 
+namespace {
+std::string text(const Data& d) { return std::string(reinterpret_cast<const char*>(d.get()), d.size()); }
+}  // namespace
+
 TEST(Data, CopyKeepsBytesAndHeaderFieldsButResetsTheErrorCode) {
     Data source(std::string("\xA5\x00\x02\x10\xE0", 5));
     source.setErrorCode(13);
@@ -12,7 +16,7 @@ TEST(Data, CopyKeepsBytesAndHeaderFieldsButResetsTheErrorCode) {
     assigned.setErrorCode(7);
     assigned = source;
     for (const Data* d : {&copied, &assigned}) {
-        EXPECT_EQ(std::string(reinterpret_cast<const char*>(d->get()), d->size()), std::string("\xA5\x00\x02\x10\xE0", 5));
+        EXPECT_EQ(text(*d), text(source));
         EXPECT_NE(d->get(), source.get());
         EXPECT_EQ(d->getErrorCode(), 0);
         EXPECT_EQ(d->getHeaderSize(), 5);
@@ -25,11 +29,10 @@ TEST(Data, AssignOfNothingKeepsTheOldContentAndEmptyHasNoBytes) {
     EXPECT_EQ(Data().get(), nullptr);
     Data d(std::string("abc"));
     d = d;
-    const unsigned char other[] = {1};
-    d.assign(other, 0);
+    const unsigned char one[] = {1};
+    d.assign(one, 0);
     d.assign(nullptr, 4);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(d.get()), d.size()), "abc");
-    d.assign(other, 1);
-    ASSERT_EQ(d.size(), 1);
-    EXPECT_EQ(d.get()[0], 1);
+    EXPECT_EQ(text(d), "abc");
+    d.assign(one, 1);
+    EXPECT_EQ(text(d), "\x01");
 }

@@ -27,16 +27,6 @@ using cfftest::text;
 
 }  // namespace
 
-TEST(SNMPProtocol, SendsTheWrappedRequestAndJoinsTheDatagrams) {
-    SNMPSetup s({"first half, ", "second half"});
-    EXPECT_EQ(161, s.protocol.getProtocolPort());
-    Data pdu(std::string("\xA0\x03\x02\x01\x07", 5)), joined;
-    ASSERT_EQ(0, s.protocol.doRequest(&pdu, joined));
-    EXPECT_EQ(std::string("\x30\x10\x02\x01\x01\x04\x06opencm\xA0\x03\x02\x01\x07", 18), s.connection->writtenText(0));
-    EXPECT_EQ("first half, second half", text(joined));
-    EXPECT_EQ(1, s.connection->closes);
-}
-
 TEST(SNMPProtocol, FailuresAndEndlessAnswers) {
     Data pdu(std::string("\xA0\x00", 2)), answer;
     SNMPSetup silent;  // no answer at all: nothing to join
