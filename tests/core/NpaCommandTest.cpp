@@ -1,7 +1,6 @@
 // Tests of the NPA device commands run over the packet protocol and a scripted connection.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <utility>
 #include <vector>
 
@@ -12,71 +11,48 @@
 #include "helpers/ScriptedConnection.h"
 #include "helpers/StubParser.h"
 #include "protocol/NPAProtocol.h"
-#include "protocol/NPAResp.h"
+
+using namespace npa_script;
 
 namespace {
 
-using npa_script::Bytes;
+using Parsed = std::vector<std::pair<CommandID, Bytes>>;
 
 // Records every answer handed to it.
 struct RecordingParser : StubParser {
     int parseData(Data* answer, CommandID id) override {
-        parsed.emplace_back(id, Bytes(answer->get(), answer->get() + answer->size()));
+        parsed.emplace_back(id, bytesOf(*answer));
         return 0;
     }
-    std::vector<std::pair<CommandID, Bytes>> parsed;
+    Parsed parsed;
 };
 
-// A command that notes the request number of every request it hands out.
-template <class Command>
-class NumberedCommand : public Command {
-public:
-    using Command::Command;
-    Data* getCommand(int requestID) override {
-        numbers.push_back(requestID);
-        return Command::getCommand(requestID);
-    }
-    std::vector<int> numbers;
-};
-
-auto protocolOver(ScriptedConnection* connection) { return npa_script::protocolOver<NPAProtocol>(connection); }
-
-const Bytes kRdc = {0xA5, 0x00, 0x07, 0x50, 0xE0, 0x21, 0x01, 0x00, 0x00, 0x00};
-const Bytes kRoc = {0xA5, 0x00, 0x03, 0x50, 0x01, 0x04};
 const Bytes kSupply = {0xA5, 0x00, 0x08, 0x50, 0xE0, 0x21, 0x01, 0x00, 0x00, 0x01, 0x08};
 
 }  // namespace
 
-TEST(NpaCommands, RdcThenRocSendTheirRequestsUnderNumbersOneAndTwo) {
+TEST(NpaCommands, RdcThenRocEachGetTheirOwnAnswer) {
     DevCommand::requestID_ = 1;
-    const Bytes rdcAnswer = npa_script::packet(0x00, {0x10, 0x20});
-    // The ROC answer is checked for its start byte only.
-    const Bytes rocAnswer = npa_script::packet(0x00, {'O', 'K'}, 0x33);
-    auto* connection = new ScriptedConnection({rdcAnswer, rocAnswer});
-    auto protocol = protocolOver(connection);
+    const Bytes rdcAnswer = packet(0x00, {0x10, 0x20});
+    // The ROC answer is checked for its start byte only; its packets are numbered afresh,
+    // so nothing of the first answer joins them.
+    auto* connection = new ScriptedConnection({rdcAnswer, packet(0x20, {'O'}, 0x33), packet(0x00, {'K'}, 0x33)});
+    auto protocol = protocolOver<NPAProtocol>(connection);
     RecordingParser parser;
-    NumberedCommand<RDCCmd> rdc;
-    NumberedCommand<ROCCmd> roc(REQ_INSTALLABLE_OPTIONS);
+    RDCCmd rdc;
+    ROCCmd roc(REQ_INSTALLABLE_OPTIONS);
 
     EXPECT_EQ(rdc.Execute(protocol.get(), &parser), 0);
     EXPECT_EQ(roc.Execute(protocol.get(), &parser), 0);
-
-    EXPECT_EQ(rdc.numbers, std::vector<int>{1});
-    EXPECT_EQ(roc.numbers, std::vector<int>{2});
-    const Bytes mode = npa_script::npaModeCommand();
-    EXPECT_EQ(connection->writes, (std::vector<Bytes>{mode, kRdc, mode, kRoc}));
-    ASSERT_EQ(parser.parsed.size(), 2u);
-    EXPECT_EQ(parser.parsed[0], std::make_pair(CMD_CONFIGURATION, rdcAnswer));
-    EXPECT_EQ(parser.parsed[1], std::make_pair(CMD_ROC, rocAnswer));
-    EXPECT_EQ(rdc.getRespHeaderSize(), 5);
-    EXPECT_EQ(roc.getRespHeaderSize(), 5);
+    EXPECT_EQ(DevCommand::requestID_, 3u);
+    EXPECT_EQ(connection->writes, (std::vector<Bytes>{npaModeCommand(), rdcRequest(), npaModeCommand(),
+                                                      {0xA5, 0x00, 0x03, 0x50, 0x01, 0x04}}));
+    EXPECT_EQ(parser.parsed, (Parsed{{CMD_CONFIGURATION, rdcAnswer}, {CMD_ROC, packet(0x20, {'O', 'K'}, 0x33)}}));
 }
 
 TEST(NpaCommands, SupplyRequestIsRetriedOnceInTheDefaultLanguage) {
-    const Bytes good = npa_script::packet(0x00, {0x01, 0x02});
-    const Bytes failed = npa_script::packet(0x80, {0x00});
-    const Bytes wrongEcho = npa_script::packet(0x00, {0x01}, 0x99);
-    const ScriptedConnection::Read quiet = {{}, 10};
+    const Bytes good = packet(0x00, {0x01, 0x02}), failed = packet(0x80, {0x00});
+    const ScriptedConnection::Read quiet = {{}, 10}, unusable = {packet(0x00, {0x01}, 0x99)};
     struct Case {
         const char* name;
         std::vector<ScriptedConnection::Read> reads;
@@ -87,7 +63,7 @@ TEST(NpaCommands, SupplyRequestIsRetriedOnceInTheDefaultLanguage) {
     const Case cases[] = {
         {"FlaggedFailureThenSuccess", {{failed}, {good}}, 0, 2, true},
         // The device ignores the request (the answer is unusable, then it goes quiet).
-        {"UnusableAnswerThenSuccess", {{wrongEcho}, quiet, {good}}, 0, 2, true},
+        {"UnusableAnswerThenSuccess", {unusable, quiet, {good}}, 0, 2, true},
         {"FailsTwice", {{failed}, {failed}}, 13, 2, false},
         {"SilenceIsNotRetried", {quiet, {good}}, 10, 1, false},
         {"SuccessAtOnce", {{good}}, 0, 1, true},
@@ -96,33 +72,16 @@ TEST(NpaCommands, SupplyRequestIsRetriedOnceInTheDefaultLanguage) {
         SCOPED_TRACE(c.name);
         DevCommand::requestID_ = 7;
         auto* connection = new ScriptedConnection();
-        for (const auto& read : c.reads) {
-            read.status ? connection->addFailedRead(read.status) : connection->addRead(read.bytes);
-        }
-        auto protocol = protocolOver(connection);
+        connection->reads.assign(c.reads.begin(), c.reads.end());
+        auto protocol = protocolOver<NPAProtocol>(connection);
         RecordingParser parser;
-        NumberedCommand<RDCSupply> supply;
+        RDCSupply supply;
 
         EXPECT_EQ(supply.Execute(protocol.get(), &parser), c.expected);
-
-        // One request number, however often the request goes out.
-        EXPECT_EQ(DevCommand::requestID_, 8u);
-        EXPECT_EQ(supply.numbers, std::vector<int>(c.requestsSent, 7));
-        std::vector<Bytes> expectedWrites;
-        for (size_t i = 0; i < c.requestsSent; ++i) {
-            expectedWrites.insert(expectedWrites.end(), {npa_script::npaModeCommand(), kSupply});
-        }
-        EXPECT_EQ(connection->writes, expectedWrites);
-        EXPECT_EQ(parser.parsed, (std::vector<std::pair<CommandID, Bytes>>(c.parsed, {CMD_SUPPLIES, good})));
+        EXPECT_EQ(DevCommand::requestID_, 8u);  // one request number, however often it goes out
+        std::vector<Bytes> writes;
+        for (size_t i = 0; i < c.requestsSent; ++i) writes.insert(writes.end(), {npaModeCommand(), kSupply});
+        EXPECT_EQ(connection->writes, writes);
+        EXPECT_EQ(parser.parsed, Parsed(c.parsed, {CMD_SUPPLIES, good}));
     }
-}
-
-TEST(NpaCommands, SupplyLanguageIdGoesIntoByteEight) {
-    RDCSupply supply;
-    Data* request = supply.getCommand(0);
-    request->get()[8] = 0x2A;
-    supply.setlangId(true);
-    EXPECT_EQ(Bytes(request->get(), request->get() + request->size()), kSupply);
-    EXPECT_EQ(request->getErrorCheckingByte(), 4);
-    EXPECT_EQ(request->getHeaderSize(), 5);
 }

@@ -1,29 +1,20 @@
-// Tests of the SNMP device commands: request numbering, error paths and the subtree walk.
+// Tests of the SNMP device commands: request numbering and error paths.
 #include <gtest/gtest.h>
 
-#include "core/CUPSSNMPSupplyCmd.h"
 #include "core/SNMPConfigCmd.h"
 #include "core/SNMPSupplyCmd.h"
-#include "helpers/SNMPScriptedConnection.h"
-#include "parser/CUPSSNMPParser.h"
 #include "parser/SNMPParser.h"
-#include "protocol/CUPSSNMPProtocol.h"
-#include "protocol/CUPSSNMPResp.h"
+#include "protocol/Protocol.h"
 
 namespace {
 
-// Records each request and answers with the next scripted result.
-class RecordingProtocol : public Protocol {
-public:
+// Records each request and answers with the next scripted result (0 once they are used up).
+struct RecordingProtocol : Protocol {
     RecordingProtocol() : Protocol(nullptr) {}
     int doRequest(Data* request, Data& answer) override {
         requests.emplace_back(request->get(), request->get() + request->size());
         answer.assign(reinterpret_cast<const unsigned char*>("x"), 1);
-        int rc = results.empty() ? 0 : results.front();
-        if (!results.empty()) {
-            results.erase(results.begin());
-        }
-        return rc;
+        return requests.size() <= results.size() ? results[requests.size() - 1] : 0;
     }
     std::vector<int> results;
     std::vector<std::vector<unsigned char>> requests;
@@ -55,44 +46,4 @@ TEST(SNMPCommands, NumberTheirRequestsFromTheSharedCounterAndStopOnProtocolError
     EXPECT_EQ(0x00, requestIdByte(protocol.requests[2]));
     EXPECT_EQ(0x201u, DevCommand::requestID_);
     EXPECT_LT(protocol.requests[1].size(), 64u);  // one identifier
-}
-
-TEST(CUPSSNMPSupplyCmd, ReportsSuppliesThroughTheBackendChannelWhenOneSubtreeFails) {
-    // One row per table, column by column, as the walk delivers it.
-    auto row = [](const std::string& subtree, const std::vector<std::string>& values) {
-        std::string lines;
-        for (size_t column = 0; column < values.size(); ++column) {
-            lines += subtree + ".1." + std::to_string(column + 2) + ".1.1=" + values[column] + "\n";
-        }
-        return lines;
-    };
-    auto* connection = new SNMPScriptedConnection();
-    connection->onWrite = [connection, row](const std::string& subtree) {
-        if (subtree == ".1.3.6.1.2.1.43.7.1") {
-            connection->reads.push_back({0, row(subtree, {"ja", "JP", "17"})});
-        } else if (subtree == ".1.3.6.1.2.1.43.12.1") {
-            connection->reads.push_back({0, row(subtree, {"1", "3", "cyan", "256"})});
-        } else if (subtree == ".1.3.6.1.2.1.43.11.1") {
-            connection->reads.push_back({0, row(subtree, {"1", "1", "3", "3", "Cyan Toner", "13", "5000", "-3"})});
-        }  // the general subtree gets no answer
-    };
-    CUPSSNMPProtocol protocol(connection);
-    protocol.assignResponseBuilder(new CUPSSNMPResp());
-    CUPSSNMPParser parser;
-    CUPSSNMPSupplyCmd command;
-
-    EXPECT_EQ(0, command.Execute(&protocol, &parser));
-    EXPECT_EQ((std::vector<std::string>{".1.3.6.1.2.1.43.7.1", ".1.3.6.1.2.1.43.5.1", ".1.3.6.1.2.1.43.12.1",
-                                        ".1.3.6.1.2.1.43.11.1"}),
-              connection->written);
-    std::list<supplyInfo_*> records;
-    ASSERT_EQ(0, parser.getSupplyInfo(records));
-    ASSERT_EQ(1u, records.size());
-    EXPECT_EQ(2, records.front()->supplyId);
-    EXPECT_EQ("Cyan Toner", records.front()->name);
-    EXPECT_EQ(0, records.front()->currentLevel);
-    EXPECT_EQ(2009, parser.getCodePage());  // no general row names the localization
-
-    Data* supplies = command.getCommand(3);
-    EXPECT_EQ(supplies, command.getCommand(9));  // unknown number: request kept
 }

@@ -19,11 +19,10 @@ using Bytes = std::vector<unsigned char>;
 // Request byte 4 of the RDC request, which every answer packet must repeat.
 constexpr unsigned char kRdcEcho = 0xE0;
 
-// The RDC request as the command builds it.
+// The RDC request as the command builds it, as bytes and as a Data with its header size
+// (5) and echo offset (4).
 Bytes rdcRequest();
-// The RDC request as a Data with its header size (5) and echo offset (4).
 Data rdcRequestData();
-// The bytes of |data|.
 Bytes bytesOf(const Data& data);
 // The 19-byte command that puts the printer into NPA mode.
 Bytes npaModeCommand();
@@ -37,15 +36,13 @@ Bytes datagram(uint16_t sequence, const Bytes& npa, uint32_t tag = 0x11223344);
 // The acknowledgement a host sends for |datagram|: 01 03, then its bytes 2-5 (0 where missing).
 Bytes acknowledgement(const Bytes& datagram);
 
-// One device behaviour: what each read returns, in order, before the device goes quiet,
-// and what the request must come to.
+// One device behaviour: what each read returns before the device goes quiet, how many of
+// those reads the protocol takes, its result and (on success) the joined answer.
 struct AnswerScript {
     std::string name;
     std::vector<Bytes> reads;
-    // How many of |reads| the protocol takes before it stops by itself or on the silence.
     size_t readsUsed;
     int expectedResult;
-    // The joined answer when |expectedResult| is 0.
     Bytes expectedAnswer;
 };
 

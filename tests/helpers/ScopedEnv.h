@@ -8,32 +8,26 @@
 
 class ScopedEnv {
 public:
+    using Value = std::optional<std::string>;
     ScopedEnv() = default;
-    ~ScopedEnv() {
-        for (const auto& [name, value] : saved_) {
-            if (value) {
-                setenv(name.c_str(), value->c_str(), 1);
-            } else {
-                unsetenv(name.c_str());
-            }
-        }
-    }
     ScopedEnv(const ScopedEnv&) = delete;
     ScopedEnv& operator=(const ScopedEnv&) = delete;
+    ~ScopedEnv() {
+        for (const auto& [name, value] : saved_) put(name, value);
+    }
 
-    // Sets |name| to |value|, or unsets it when |value| is empty (std::nullopt).
-    void set(const std::string& name, const std::optional<std::string>& value) {
-        if (saved_.find(name) == saved_.end()) {
+    // Sets |name| to |value|, or unsets it when |value| is std::nullopt.
+    void set(const std::string& name, const Value& value) {
+        if (saved_.count(name) == 0) {
             const char* old = std::getenv(name.c_str());
-            saved_[name] = old ? std::optional<std::string>(old) : std::nullopt;
+            saved_[name] = old ? Value(old) : std::nullopt;
         }
-        if (value) {
-            setenv(name.c_str(), value->c_str(), 1);
-        } else {
-            unsetenv(name.c_str());
-        }
+        put(name, value);
     }
 
 private:
-    std::map<std::string, std::optional<std::string>> saved_;
+    static void put(const std::string& name, const Value& value) {
+        value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
+    }
+    std::map<std::string, Value> saved_;
 };

@@ -1,9 +1,10 @@
 // ScriptedConnection: an in-process Connection that replays scripted reads and records writes.
 #pragma once
 
-#include <cstddef>
+#include <deque>
 #include <functional>
 #include <map>
+#include <string>
 #include <vector>
 
 #include "connection/Connection.h"
@@ -11,7 +12,6 @@
 class ScriptedConnection : public Connection {
 public:
     using Bytes = std::vector<unsigned char>;
-
     // One scripted read: the bytes returned, or a failing status when |status| is non-zero.
     struct Read {
         Bytes bytes;
@@ -20,37 +20,29 @@ public:
 
     ScriptedConnection() = default;
     // One successful read per entry of |answers|, then silence.
-    explicit ScriptedConnection(const std::vector<Bytes>& answers);
+    explicit ScriptedConnection(const std::vector<Bytes>& answers) {
+        for (const Bytes& answer : answers) addRead(answer);
+    }
+    void addRead(Bytes bytes) { reads.push_back({std::move(bytes)}); }
+    void addFailedRead(int status) { reads.push_back({{}, status}); }
+    void addText(const std::string& text) { reads.push_back({Bytes(text.begin(), text.end())}); }
+    std::string writtenText(size_t n) const { return std::string(writes.at(n).begin(), writes.at(n).end()); }
 
-    void addRead(Bytes bytes) { script_.push_back({std::move(bytes), 0}); }
-    void addFailedRead(int status) { script_.push_back({{}, status}); }
-
-    // Status of doOpen.
-    int openResult = 0;
-    // Status of the n-th write (counted from 0, mode commands and acknowledgements
-    // included); writes not listed succeed.
-    std::map<size_t, int> writeResults;
-    // Status of every read once the script is used up: a device that has gone quiet.
-    int silenceStatus = 10;
-    // When set, produces every read after the script (given the number of the read),
-    // for devices that never stop talking.
+    std::deque<Read> reads;  // served in order
+    int silenceStatus = 10;  // of every read once |reads| is used up
+    // When set, produces every read after the script (given the number of the read).
     std::function<Bytes(size_t)> endlessReads;
+    // Called with each write; may queue the reads that answer it.
+    std::function<void(const Bytes&)> onWrite;
+    int openResult = 0;
+    std::map<size_t, int> writeResults;  // status of the n-th write; writes not listed succeed
 
-    // What the protocol did.
     std::vector<Bytes> writes;
-    int opens = 0;
-    int closes = 0;
-    // Successful reads handed out.
-    size_t readsServed = 0;
-    // Every doRead call, failed ones included.
-    size_t readCalls = 0;
+    int opens = 0, closes = 0;
+    size_t readsServed = 0, readCalls = 0;  // successful reads, and every doRead call
 
-    int doOpen() override;
-    int doClose() override;
+    int doOpen() override { return ++opens, openResult; }
+    int doClose() override { return ++closes, 0; }
     int doWrite(Data* request) override;
     int doRead(Data& answer) override;
-
-private:
-    std::vector<Read> script_;
-    size_t next_ = 0;
 };

@@ -1,22 +1,32 @@
-// StubParser: a Parser whose every query answers with one fixed status, for tests that only
-// need a parser to hand around or to record what it is given.
+// StubParser: a Parser with fixed facts. Every query returns |status| and, unless that is
+// "not available", hands out the matching fact.
 #pragma once
 
 #include "parser/Parser.h"
 
-class StubParser : public Parser {
-public:
-    explicit StubParser(int status = kParserStatusNotAvailable) : status_(status) {}
-    int parseData(Data*, CommandID) override { return 0; }
-    int getSupplyInfo(std::list<supplyInfo_*>&) override { return status_; }
-    int getTrays(std::map<int, std::string>&) override { return status_; }
-    int getBins(std::map<int, std::string>&) override { return status_; }
-    int getDuplex(int&) override { return status_; }
-    int getFLash(int&) override { return status_; }
-    int getFinishers(std::map<int, std::string>&) override { return status_; }
-    int getSNMPCodePage(int&) override { return status_; }
-    int getManualFeeder(int&) override { return status_; }
+struct StubParser : Parser {
+    using OptionMap = std::map<int, std::string>;
+    explicit StubParser(int status = kParserStatusNotAvailable) : status(status) {}
 
-protected:
-    int status_;
+    int status;
+    OptionMap trays, bins, finishers;
+    int duplex = 0, flash = 0, manualFeeder = 0, codePage = 0;
+    std::list<supplyInfo_*> supplies;
+
+    int parseData(Data*, CommandID) override { return 0; }
+    int getSupplyInfo(std::list<supplyInfo_*>& out) override { return fill(out, supplies); }
+    int getTrays(OptionMap& out) override { return fill(out, trays); }
+    int getBins(OptionMap& out) override { return fill(out, bins); }
+    int getFinishers(OptionMap& out) override { return fill(out, finishers); }
+    int getDuplex(int& out) override { return fill(out, duplex); }
+    int getFLash(int& out) override { return fill(out, flash); }
+    int getSNMPCodePage(int& out) override { return fill(out, codePage); }
+    int getManualFeeder(int& out) override { return fill(out, manualFeeder); }
+
+private:
+    template <typename T>
+    int fill(T& out, const T& value) {
+        if (status != kParserStatusNotAvailable) out = value;
+        return status;
+    }
 };

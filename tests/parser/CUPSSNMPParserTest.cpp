@@ -1,11 +1,15 @@
-// Tests of the backend SNMP supply parser: walk lines of a colour printer to supply records.
+// Tests of the supply report through the backend's SNMP walks: the command, its protocol and
+// the parser that turns a colour printer's walk lines into supply records.
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <random>
 
+#include "core/CUPSSNMPSupplyCmd.h"
+#include "helpers/ScriptedConnection.h"
 #include "parser/CUPSSNMPParser.h"
-#include "support/TempLog.h"
+#include "protocol/CUPSSNMPProtocol.h"
+#include "protocol/CUPSSNMPResp.h"
 
 namespace {
 
@@ -23,7 +27,7 @@ std::string walk(const std::string& entry, const std::string& instance, const st
 }
 
 const std::string kLocalization = walk(".1.3.6.1.2.1.43.7.1", ".1.", {{"ja", "JP", "17"}, {"en", "US", "4"}});
-std::string general(const std::string& localization) { return walk(".1.3.6.1.2.1.43.5.1", ".", {{"12", localization}}); }
+const std::string kGeneral = walk(".1.3.6.1.2.1.43.5.1", ".", {{"12", "1"}});
 const std::string kColorants = walk(".1.3.6.1.2.1.43.12.1", ".1.", {{"1", "3", "cyan", "256"}, {"1", "3", "magenta", "256"},
                                                                     {"1", "3", "yellow", "256"}, {"1", "3", "black", "256"}});
 // marker, colorant, class, type, description, unit, maximum, level
@@ -53,45 +57,45 @@ std::vector<Row> supplyRows(CUPSSNMPParser& parser) {
 
 }  // namespace
 
-TEST(CUPSSNMPParser, TurnsAColourPrintersWalkIntoSupplyRecords) {
-    CUPSSNMPParser parser;
-    for (const std::string& answer : {kLocalization, general("1"), kColorants, kSupplies}) {
-        Data data(answer);
-        EXPECT_EQ(0, parser.parseData(&data, CMD_SUPPLIES));
-    }
-    std::vector<Row> expected = {
+TEST(CUPSSNMPSupplies, WalksTheFourTablesIntoSupplyRecordsAndPassesOverASilentOne) {
+    std::map<std::string, std::string> tables = {{".1.3.6.1.2.1.43.7.1", kLocalization},
+                                                 {".1.3.6.1.2.1.43.5.1", kGeneral},
+                                                 {".1.3.6.1.2.1.43.12.1", kColorants},
+                                                 {".1.3.6.1.2.1.43.11.1", kSupplies}};
+    const std::vector<Row> expected = {
         {1, "Black Toner", 3, 6000, 4200},
         {2, "Cyan Toner", 3, 5000, 2500},
-        {3, "Magenta Toner", 3, 5000, 0},  // negative special level reads 0
-        {3, "Magenta Drum", 4, 100, 90},  // shares id 3 with the magenta toner
+        {3, "Magenta Toner", 3, 5000, 0},        // negative special level reads 0
+        {3, "Magenta Drum", 4, 100, 90},         // shares id 3 with the magenta toner
         {16, "Black Drum", 4, 100, 0},
         {255, "Fuser", 5, 100, 80},
         {112, "Waste Toner Box", 7, 100, 0},
         {64, "Unknown Colour Ink", 6, 100, 10},  // no colorant row: black
         {255, "Staples", 0, 100, 10},            // the value ends at the next '='
     };
-    EXPECT_EQ(expected, supplyRows(parser));
-    EXPECT_EQ(17, parser.getCodePage());  // row 1 is the current localization, not the last
-}
-
-TEST(CUPSSNMPParser, LogsEachWalkLineInsideItsParseTrace) {
-    TempLog log;
-    log.enable();
-    CUPSSNMPParser parser;
-    Data answer(std::string(".1.3.6.1.2.1.43.11.1.1.9.1.1=40\n"));
-    ASSERT_EQ(0, parser.parseData(&answer, CMD_SUPPLIES));
-    std::string text = log.log();
-    // Line, split and filing follow each other within parseData; no helper trace between.
-    const char* const order[] = {"<+CUPSSNMPParser:parseData+>", "Line = .1.3.6.1.2.1.43.11.1.1.9.1.1=40",
-                                 "OID = .1.3.6.1.2.1.43.11.1.1.9.1.1, Value = 40",
-                                 "<+CUPSSNMPParser:insertSNMPResponseMap+>", "mapMarkerSuppliesInfo_ size is = 1",
-                                 "<-CUPSSNMPParser:parseData>"};
-    size_t at = 0;
-    for (const char* line : order) {
-        at = text.find(line, at);
-        ASSERT_NE(std::string::npos, at) << line << "\n" << text;
+    // Row 1 is the current localization, not the last; without the general table the
+    // default code page stands.
+    for (int codePage : {17, 2009}) {
+        SCOPED_TRACE(codePage);
+        if (codePage == 2009) tables.erase(".1.3.6.1.2.1.43.5.1");
+        auto* connection = new ScriptedConnection();
+        connection->silenceStatus = -1;
+        connection->onWrite = [connection, &tables](const ScriptedConnection::Bytes& subtree) {
+            auto table = tables.find(std::string(subtree.begin(), subtree.end()));
+            if (table != tables.end()) connection->addText(table->second);
+        };
+        CUPSSNMPProtocol protocol(connection);
+        protocol.assignResponseBuilder(new CUPSSNMPResp());
+        CUPSSNMPParser parser;
+        CUPSSNMPSupplyCmd command;
+        EXPECT_EQ(0, command.Execute(&protocol, &parser));
+        std::vector<std::string> walked;
+        for (size_t i = 0; i < connection->writes.size(); ++i) walked.push_back(connection->writtenText(i));
+        EXPECT_EQ(walked, (std::vector<std::string>{".1.3.6.1.2.1.43.7.1", ".1.3.6.1.2.1.43.5.1",
+                                                    ".1.3.6.1.2.1.43.12.1", ".1.3.6.1.2.1.43.11.1"}));
+        EXPECT_EQ(expected, supplyRows(parser));
+        EXPECT_EQ(codePage, parser.getCodePage());
     }
-    EXPECT_EQ(std::string::npos, text.find("parseLine")) << text;
 }
 
 TEST(CUPSSNMPParser, SurvivesArbitraryBytes) {
@@ -100,7 +104,7 @@ TEST(CUPSSNMPParser, SurvivesArbitraryBytes) {
     std::vector<std::string> inputs = {zeros};
     std::mt19937 random(77);
     for (int round = 0; round < 300; ++round) {
-        std::string corrupted = kLocalization + general("1") + kColorants + kSupplies;
+        std::string corrupted = kLocalization + kGeneral + kColorants + kSupplies;
         for (int i = 0; i < 20; ++i) {
             corrupted[random() % corrupted.size()] = static_cast<char>(random());
         }

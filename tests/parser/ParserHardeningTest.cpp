@@ -1,5 +1,5 @@
-// Hostile and random answers fed to every NPA parser: each must end quickly without
-// reading outside the answer (the suite also runs under AddressSanitizer).
+// Hostile, truncated and random answers fed to every NPA parser: each must end quickly
+// without reading outside the answer (the suite also runs under AddressSanitizer).
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -15,52 +15,41 @@ namespace {
 using E = NpaElement;
 using Clock = std::chrono::steady_clock;
 
-// Feeds |bytes| to a registry under every command id, the way one run does, then has the
-// PPD mapping query everything; also to the general-information parser, which the
-// registry never feeds directly.
+// Feeds |bytes| to a registry under every command id, as one run does, and has the PPD
+// mapping query everything; also to the general-information parser, which the registry
+// never feeds directly.
 void feedEverywhere(const NpaBytes& bytes) {
     Data data = NpaAnswerBuilder::toData(bytes);
     NPAParser registry;
-    for (int id : {1, 2, 3, 4, 5}) {
-        registry.parseData(&data, static_cast<CommandID>(id));
-    }
-    PPDParser mapper;
+    for (int id : {1, 2, 3, 4, 5}) registry.parseData(&data, static_cast<CommandID>(id));
     PPDKeywordMap keywords;
-    mapper.createData(REQ_INSTALLABLE_OPTIONS, &registry, keywords);
-    mapper.createData(REQ_SUPPLY_LEVELS, &registry, keywords);
-    RDCGenInfoParser generalInfo;
-    generalInfo.parseData(&data, CMD_GENERAL_INFO);
+    PPDParser().createData(REQ_INSTALLABLE_OPTIONS, &registry, keywords);
+    PPDParser().createData(REQ_SUPPLY_LEVELS, &registry, keywords);
+    RDCGenInfoParser().parseData(&data, CMD_GENERAL_INFO);
 }
 
 NpaBytes fullConfiguration(const NpaWidths& widths = {}) {
     supplyInfo_ toner;
-    toner.supplyId = 1;
-    toner.name = "Black";
-    toner.type = 1;
-    toner.maxCapacity = 100;
-    toner.currentLevel = 30;
+    std::tie(toner.supplyId, toner.name, toner.type, toner.maxCapacity, toner.currentLevel) =
+        std::make_tuple(1, "Black", 1, 100, 30);
     return NpaAnswerBuilder(widths).build(rdc::root(
         {rdc::generalInfo(850),
-         rdc::configuration(
-             {rdc::inputTrays({rdc::inputTray(1, 1, "T1"), rdc::inputTray(2, 130, "Env")}),
-              rdc::outputUnits({rdc::outputUnit(1, 22, "Adv", {{1, "Std"}, {2, "B1"}})}),
-              rdc::duplex(1), rdc::supplies({rdc::supply(1, toner), rdc::supply(2, toner)}),
-              E::container(9, {})})}));
+         rdc::configuration({rdc::inputTrays({rdc::inputTray(1, 1, "T1"), rdc::inputTray(2, 130, "Env")}),
+                             rdc::outputUnits({rdc::outputUnit(1, 22, "Adv", {{1, "Std"}, {2, "B1"}})}),
+                             rdc::duplex(1), rdc::supplies({rdc::supply(1, toner), rdc::supply(2, toner)}),
+                             E::container(9, {})})}));
 }
 
-// Nested containers "1.2.1.1.1..." |levels| deep, all of which the tray walk descends into.
+// Containers "1.2.1.1.1..." |levels| deep, all of which the tray walk descends into.
 NpaBytes deeplyNested(size_t levels) {
     NpaBytes tree;
     for (size_t level = 0; level < levels; ++level) {
-        uint8_t id = level == levels - 2 ? 2 : 1;
-        NpaBytes outer{id, 0, 1, static_cast<uint8_t>(tree.size() >> 8),
-                       static_cast<uint8_t>(tree.size() & 0xFF)};
+        NpaBytes outer{uint8_t(level == levels - 2 ? 2 : 1), 0, 1, uint8_t(tree.size() >> 8), uint8_t(tree.size())};
         outer.insert(outer.end(), tree.begin(), tree.end());
         tree.swap(outer);
     }
-    NpaBytes header(NpaAnswerBuilder().build(E::container(1, {})));
-    header.resize(header.size() - 5);  // keep the frame start and header string only
-    NpaBytes body(header.begin() + 3, header.end());
+    NpaBytes framed = NpaAnswerBuilder().build(E::container(1, {}));
+    NpaBytes body(framed.begin() + 3, framed.end() - 5);  // the header string, without the empty root
     body.insert(body.end(), tree.begin(), tree.end());
     return NpaAnswerBuilder::frame(body);
 }
@@ -68,12 +57,9 @@ NpaBytes deeplyNested(size_t levels) {
 TEST(ParserHardening, HostileTreesEndQuickly) {
     NpaWidths wide;
     wide.count = 4;
-    NpaWidths overWide{9, 12, 9, 10, 16};
-    NpaAnswerBuilder zeroWidths;
+    NpaAnswerBuilder zeroWidths, hugeWidths;
     zeroWidths.setHeaderString("P{ID:0,DT:0}C{NE:0,LD:0}L{LD:0}");
-    NpaAnswerBuilder hugeWidths;
     hugeWidths.setHeaderString("P{ID:99999999999,DT:-4}C{NE:70000,LD:1}L{LD:2}");
-
     E countLies = rdc::configuration({rdc::inputTrays({rdc::inputTray(1, 1, "T")})});
     countLies.withCount(0xFFFFFFFFu);
     E lengthLies = rdc::configuration({rdc::duplex(1)});
@@ -83,7 +69,7 @@ TEST(ParserHardening, HostileTreesEndQuickly) {
 
     const std::pair<const char*, NpaBytes> answers[] = {
         {"count 2^32-1", NpaAnswerBuilder(wide).build(rdc::root({countLies}))},
-        {"widths above 8", fullConfiguration(overWide)},
+        {"widths above 8", fullConfiguration(NpaWidths{9, 12, 9, 10, 16})},
         {"zero widths", zeroWidths.build(E::container(1, {}))},
         {"huge and negative widths", hugeWidths.build(rdc::root({rdc::duplex(1)}))},
         {"container length past the end", NpaAnswerBuilder().build(rdc::root({lengthLies}))},
@@ -91,25 +77,22 @@ TEST(ParserHardening, HostileTreesEndQuickly) {
          NpaAnswerBuilder().build(rdc::root({rdc::configuration({E::container(1, {leafLies})})}))},
         {"12000 nested containers", deeplyNested(12000)},
     };
-    for (const auto& answer : answers) {
-        SCOPED_TRACE(answer.first);
+    for (const auto& [name, bytes] : answers) {
+        SCOPED_TRACE(name);
         Clock::time_point start = Clock::now();
-        feedEverywhere(answer.second);
+        feedEverywhere(bytes);
         EXPECT_LT(Clock::now() - start, std::chrono::seconds(2));
     }
 }
 
 TEST(ParserHardening, EveryTruncationOfWellFormedAnswers) {
-    const NpaBytes answers[] = {fullConfiguration(), fullConfiguration(NpaWidths{2, 1, 2, 4, 3}),
-                                rocAnswer("FLASH:1; RAM:64;")};
-    for (const NpaBytes& answer : answers) {
+    for (const NpaBytes& answer :
+         {fullConfiguration(), fullConfiguration(NpaWidths{2, 1, 2, 4, 3}), rocAnswer("FLASH:1; RAM:64;")}) {
         for (size_t size = 0; size < answer.size(); ++size) {
             NpaBytes prefix(answer.begin(), answer.begin() + static_cast<long>(size));
             feedEverywhere(prefix);
             // Also with the length field repaired, so that the walk itself meets the cut.
-            if (size >= 3) {
-                feedEverywhere(NpaAnswerBuilder::frame(NpaBytes(prefix.begin() + 3, prefix.end())));
-            }
+            if (size >= 3) feedEverywhere(NpaAnswerBuilder::frame(NpaBytes(prefix.begin() + 3, prefix.end())));
         }
     }
 }
@@ -120,20 +103,17 @@ TEST(ParserHardening, RandomAndMutatedAnswers) {
                               rocAnswer("FLASH:0;RAM:12;")};
     Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(1500);
     size_t rounds = 0;
-    while (Clock::now() < deadline) {
+    for (; Clock::now() < deadline; ++rounds) {
         NpaBytes body;
-        if (rounds % 2 == 0) {
-            // A mutated seed: a few bytes after the frame changed.
+        if (rounds % 2 == 0) {  // a seed with a few bytes after the frame changed
             const NpaBytes& seed = seeds[rounds / 2 % 3];
             body.assign(seed.begin() + 3, seed.end());
             for (int flips = 1 + static_cast<int>(random() % 4); flips > 0; --flips) {
                 body[random() % body.size()] = static_cast<unsigned char>(random());
             }
-        } else {
-            // Random bytes behind a readable header with random widths.
-            NpaWidths widths{static_cast<int>(random() % 10), static_cast<int>(random() % 3),
-                             static_cast<int>(random() % 10), static_cast<int>(random() % 10),
-                             static_cast<int>(random() % 10)};
+        } else {  // random bytes, mostly small values, behind a readable header with random widths
+            NpaWidths widths{int(random() % 10), int(random() % 3), int(random() % 10), int(random() % 10),
+                             int(random() % 10)};
             NpaBytes framed = NpaAnswerBuilder(widths).build(E::container(1, {}));
             body.assign(framed.begin() + 3, framed.begin() + 43);
             for (size_t n = random() % 400; n > 0; --n) {
@@ -141,7 +121,6 @@ TEST(ParserHardening, RandomAndMutatedAnswers) {
             }
         }
         feedEverywhere(NpaAnswerBuilder::frame(body));
-        ++rounds;
     }
     EXPECT_GT(rounds, 100u);
 }

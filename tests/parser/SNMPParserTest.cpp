@@ -53,15 +53,3 @@ TEST(SNMPParser, MapsReportedNamesToFixedIds) {
         EXPECT_EQ((std::vector<int>{c.duplex, c.flash, c.manualFeeder}), (std::vector<int>{m.duplex, m.flash, m.manualFeeder})) << i;
     }
 }
-
-TEST(SNMPParser, QueriesBeforeAnyAnswerReportNotAvailable) {
-    SNMPParser parser;
-    IdMap trays = {{9, "kept"}};
-    int duplex = 5, feeder = 5;
-    EXPECT_EQ(14, parser.getTrays(trays));
-    EXPECT_EQ(14, parser.getDuplex(duplex));
-    EXPECT_EQ(14, parser.getManualFeeder(feeder));
-    EXPECT_EQ((IdMap{{9, "kept"}}), trays);
-    EXPECT_EQ(-1, duplex);
-    EXPECT_EQ(-1, feeder);
-}

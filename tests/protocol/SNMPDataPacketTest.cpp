@@ -6,29 +6,29 @@
 #include "helpers/SNMPTestMessages.h"
 #include "protocol/SNMPDataPacket.h"
 
-using snmptest::Bytes;
+using namespace snmptest;
 
 namespace {
 
 // Decodes from a heap copy of exactly the message's size, so that a sanitizer build
 // reports any read past the datagram.
-std::map<std::string, std::string> decode(const Bytes& message) {
+std::map<std::string, std::string> decode(const Bytes& message, int expectedResult = 0) {
     std::unique_ptr<unsigned char[]> copy(new unsigned char[message.size() + 1]);
     std::copy(message.begin(), message.end(), copy.get());
     SNMPDataPacket packet;
-    EXPECT_EQ(0, packet.parsePDUGetResponse(copy.get(), static_cast<int>(message.size())));
+    EXPECT_EQ(expectedResult, packet.parsePDUGetResponse(copy.get(), static_cast<int>(message.size())));
     return packet.getResponseTable();
 }
 
 }  // namespace
 
-TEST(SNMPDataPacketLength, WritesAndReadsTheBerForms) {
+TEST(SNMPDataPacket, WritesAndReadsTheBerLengthForms) {
     const std::pair<unsigned int, Bytes> written[] = {
         {127, {0x7F}}, {128, {0x81, 0x80}}, {300, {0x82, 0x01, 0x2C}}, {0x01000000, {0x84, 1, 0, 0, 0}}};
-    for (const auto& c : written) {
+    for (const auto& [length, bytes] : written) {
         std::vector<unsigned char> out;
-        EXPECT_EQ(static_cast<int>(c.second.size()), SNMPDataPacket::addVariableLengthSize(out, c.first));
-        EXPECT_EQ(c.second, out) << c.first;
+        EXPECT_EQ(static_cast<int>(bytes.size()), SNMPDataPacket::addVariableLengthSize(out, length));
+        EXPECT_EQ(bytes, out) << length;
     }
     // 0x80 is the length 128, and the count of a long form is masked to four bits.
     const std::tuple<Bytes, unsigned int, size_t> read[] = {
@@ -40,90 +40,84 @@ TEST(SNMPDataPacketLength, WritesAndReadsTheBerForms) {
     }
 }
 
-TEST(SNMPDataPacketRequest, BuildsTheMessageWithTheOnePointThreeShortcutAndAOneByteRequestId) {
+TEST(SNMPDataPacket, BuildsTheRequestWithTheOnePointThreeShortcutAndAOneByteRequestId) {
     std::vector<unsigned char> arc;
     EXPECT_EQ(6, SNMPDataPacket::addOID(arc, "1.3..300.0"));
     EXPECT_EQ((Bytes{0x06, 0x04, 0x2B, 0x82, 0x2C, 0x00}), arc);
-    // The length counts the arc bytes less one, also for a lone arc.
-    arc.clear();
+    arc.clear();  // the length counts the arc bytes less one, also for a lone arc
     EXPECT_EQ(3, SNMPDataPacket::addOID(arc, ".5"));
     EXPECT_EQ((Bytes{0x06, 0x00, 0x2B}), arc);
 
     SNMPDataPacket packet;
-    Data pdu, message;
+    Data pdu, message, untouched;
     packet.createPDUGetRequest(0x1234, {".1.3.6.1.2.1.43.5.1"}, pdu);
     ASSERT_GT(packet.getSNMPPacket(&pdu, 1, "opencm", message), 0);
-    Bytes expected = {0x30, 0x26, 0x02, 0x01, 0x01, 0x04, 0x06, 'o', 'p', 'e', 'n', 'c', 'm',
-                      0xA0, 0x19, 0x02, 0x01, 0x34, 0x02, 0x01, 0x00, 0x02, 0x01, 0x00,
-                      0x30, 0x0E, 0x30, 0x0C, 0x06, 0x08, 0x2B, 0x06, 0x01, 0x02, 0x01, 0x2B, 0x05, 0x01, 0x05, 0x00};
-    EXPECT_EQ(expected, Bytes(message.get(), message.get() + message.size()));
-
-    Data empty, untouched;
-    EXPECT_EQ(0, packet.getSNMPPacket(&empty, 1, "opencm", untouched));
-    std::list<std::string> tooMany(400, ".1.3.6.1.4.1.5931.20480.100.6.3.1.1.8.1.1");
-    EXPECT_EQ(0, packet.createPDUGetRequest(1, tooMany, untouched));
+    EXPECT_EQ((Bytes{0x30, 0x26, 0x02, 0x01, 0x01, 0x04, 0x06, 'o',  'p',  'e',  'n',  'c',  'm',  0xA0,
+                     0x19, 0x02, 0x01, 0x34, 0x02, 0x01, 0x00, 0x02, 0x01, 0x00, 0x30, 0x0E, 0x30, 0x0C,
+                     0x06, 0x08, 0x2B, 0x06, 0x01, 0x02, 0x01, 0x2B, 0x05, 0x01, 0x05, 0x00}),
+              Bytes(message.get(), message.get() + message.size()));
+    EXPECT_EQ(0, packet.getSNMPPacket(&untouched, 1, "opencm", untouched));
+    EXPECT_EQ(0, packet.createPDUGetRequest(1, std::list<std::string>(400, ".1.3.6.1.4.1.5931.20480.100.6.3.1.1.8.1.1"),
+                                            untouched));
     EXPECT_EQ(0, untouched.size());
 }
 
-TEST(SNMPDataPacketDecode, KeysStringsAndIntegersByTheirValue) {
+TEST(SNMPDataPacket, KeysDecodedValuesByTheirText) {
+    const Binding tray = stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1");
     SNMPDataPacket packet;
-    Bytes message = snmptest::getResponse({
-        snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"),
-        snmptest::integerBinding(".1.3.6.1.2.1.43.5.1.1.2.1", 100000),       // four digits kept
-        snmptest::integerBinding(".1.3.6.1.2.1.43.5.1.1.3.1", 0xFF),         // read unsigned
-        snmptest::stringBinding(".1.3.6.1.4.1.123456.7", "Duplexor"),        // arc cut to four digits
-        snmptest::stringBinding(".1.3.6.1.2.1.43.9.2.1.7.1.1", std::string("Bin 1\0junk", 10)),
-        snmptest::stringBinding(".1.3.6.1.2.1.43.9.2.1.7.1.2", "Bin 1"),     // same value: last wins
+    Bytes message = getResponse({
+        tray,
+        integerBinding(".1.3.6.1.2.1.43.5.1.1.2.1", 100000),               // four digits kept
+        integerBinding(".1.3.6.1.2.1.43.5.1.1.3.1", 0xFF),                 // read unsigned
+        stringBinding(".1.3.6.1.4.1.123456.7", "Duplexor"),                // arc cut to four digits
+        stringBinding(".1.3.6.1.2.1.43.9.2.1.7.1.1", std::string("Bin 1\0junk", 10)),
+        stringBinding(".1.3.6.1.2.1.43.9.2.1.7.1.2", "Bin 1"),             // same value: last wins
     });
     packet.parsePDUGetResponse(message.data(), static_cast<int>(message.size()));
-    std::map<std::string, std::string> expected = {
-        {"Tray 1", ".1.3.6.1.2.1.43.8.2.1.13.1.1"}, {"1000", ".1.3.6.1.2.1.43.5.1.1.2.1"},
-        {"255", ".1.3.6.1.2.1.43.5.1.1.3.1"},      {"Duplexor", ".1.3.6.1.4.1.1234.7"},
-        {"Bin 1", ".1.3.6.1.2.1.43.9.2.1.7.1.2"},
-    };
-    EXPECT_EQ(expected, packet.getResponseTable());
+    EXPECT_EQ(packet.getResponseTable(), (std::map<std::string, std::string>{
+                                             {"Tray 1", ".1.3.6.1.2.1.43.8.2.1.13.1.1"},
+                                             {"1000", ".1.3.6.1.2.1.43.5.1.1.2.1"},
+                                             {"255", ".1.3.6.1.2.1.43.5.1.1.3.1"},
+                                             {"Duplexor", ".1.3.6.1.4.1.1234.7"},
+                                             {"Bin 1", ".1.3.6.1.2.1.43.9.2.1.7.1.2"}}));
     std::string oid;
     EXPECT_TRUE(packet.getOIDValue("Tray 1", oid));
     EXPECT_EQ(".1.3.6.1.2.1.43.8.2.1.13.1.1", oid);
     EXPECT_EQ(0, packet.getOptionAvailability("Tray 2"));
-}
 
-TEST(SNMPDataPacketDecode, RejectedOrForeignMessagesLeaveTheTableEmpty) {
-    std::vector<snmptest::Binding> tray = {snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1")};
-    Bytes getRequest = snmptest::getResponse(tray);
+    // An error status, or a PDU other than a GetResponse, decodes nothing.
+    Bytes getRequest = getResponse({tray});
     getRequest[13] = 0xA0;  // the PDU tag after version and community
-    for (const Bytes& message : {snmptest::getResponse(tray, 2), getRequest}) {
-        SNMPDataPacket packet;
-        packet.parsePDUGetResponse(message.data(), static_cast<int>(message.size()));
-        EXPECT_EQ(-1, packet.getOptionAvailability("Tray 1"));
+    for (const Bytes& rejected : {getResponse({tray}, 2), getRequest}) {
+        SNMPDataPacket other;
+        other.parsePDUGetResponse(rejected.data(), static_cast<int>(rejected.size()));
+        EXPECT_EQ(-1, other.getOptionAvailability("Tray 1"));
     }
 }
 
-TEST(SNMPDataPacketDecode, SkipsValuesOfOtherTypesByTheirOwnLength) {
-    std::vector<snmptest::Binding> bindings = {snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1")};
+TEST(SNMPDataPacket, SkipsValuesOfOtherTypesByTheirOwnLength) {
+    std::vector<Binding> bindings = {stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1")};
     // NULL, noSuchObject, noSuchInstance, endOfMibView, Counter32, Gauge, TimeTicks, an
     // identifier, and a string long enough for the long length form of its binding.
     const std::pair<unsigned char, Bytes> others[] = {
         {0x05, {}}, {0x80, {}}, {0x81, {}}, {0x82, {}}, {0x41, {1, 2, 3, 4}}, {0x42, {0x3B, 0x9A, 0xCA, 0x00}},
-        {0x43, {0, 0xFF, 0xFF, 0xFF}}, {0x06, snmptest::oidContent(".1.3.6.1.4.1.99.1")}, {0x04, Bytes(200, 'x')}};
-    for (const auto& other : others) {
-        bindings.push_back({".1.3.6.1.2.1.1.3.0", other.first, other.second});
-    }
-    bindings.push_back(snmptest::stringBinding(".1.3.6.1.2.1.43.13.4.1.10.1.2", "Duplexor"));
+        {0x43, {0, 0xFF, 0xFF, 0xFF}}, {0x06, oidContent(".1.3.6.1.4.1.99.1")}, {0x04, Bytes(200, 'x')}};
+    for (const auto& [tag, value] : others) bindings.push_back({".1.3.6.1.2.1.1.3.0", tag, value});
+    bindings.push_back(stringBinding(".1.3.6.1.2.1.43.13.4.1.10.1.2", "Duplexor"));
     // Last, a binding whose length takes the long form without need, as some agents write it.
     Bytes padded = {0x30, 0x82, 0x00, 0x0D, 0x06, 0x03, 0x2B, 0x06, 0x01, 0x04, 0x06, 'F', 'e', 'e', 'd', 'e', 'r'};
-    auto table = decode(snmptest::getResponse(bindings, 0, padded));
+    auto table = decode(getResponse(bindings, 0, padded));
     EXPECT_EQ(1u, table.count("Tray 1"));
     EXPECT_EQ(".1.3.6.1.2.1.43.13.4.1.10.1.2", table["Duplexor"]);
     EXPECT_EQ(".1.3.6.1", table["Feeder"]);
 }
 
-TEST(SNMPDataPacketDecode, TruncatedOrCorruptedAnswersDecodeNothingForeign) {
-    Bytes message = snmptest::getResponse({
-        snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"),
-        snmptest::integerBinding(".1.3.6.1.2.1.43.5.1.1.2.1", 7),
+TEST(SNMPDataPacket, TruncatedOrCorruptedAnswersDecodeNothingForeign) {
+    Bytes message = getResponse({
+        stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"),
+        integerBinding(".1.3.6.1.2.1.43.5.1.1.2.1", 7),
         {".1.3.6.1.2.1.1.3.0", 0x43, {0x00, 0xFF, 0xFF, 0xFF}},
-        snmptest::stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.2", "Tray 2"),
+        stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.2", "Tray 2"),
     });
     const auto full = decode(message);
     ASSERT_EQ(3u, full.size());
@@ -136,9 +130,7 @@ TEST(SNMPDataPacketDecode, TruncatedOrCorruptedAnswersDecodeNothingForeign) {
     std::mt19937 random(1234);
     for (int round = 0; round < 5000; ++round) {
         Bytes corrupted = message;
-        for (int i = 0; i < 3; ++i) {
-            corrupted[random() % corrupted.size()] = static_cast<unsigned char>(random());
-        }
+        for (int i = 0; i < 3; ++i) corrupted[random() % corrupted.size()] = static_cast<unsigned char>(random());
         decode(corrupted);
     }
 }
