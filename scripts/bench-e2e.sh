@@ -59,6 +59,7 @@ for i in $(seq "$runs"); do
   PPD=$work/bench.ppd "$MEASURE" "$work/commandtops" /usr/lib/cups/filter/commandtops 1 u t 1 "" "$work/levels.cmd" >/dev/null 2>&1
   printf '#CUPS-COMMAND\n' >"$work/empty.cmd"
   "$MEASURE" "$work/startup" "$FILTER" 1 u t 1 "" "$work/empty.cmd" >/dev/null 2>&1
+  "$MEASURE" "$work/true" /bin/true >/dev/null 2>&1
 done
 unshare -n "$0" --in-netns "$runs" "$work"
 
@@ -75,19 +76,28 @@ rows = [
     ("snmpget", "snmpget, the same 63 objects, same agent", 0.0),
     ("commandtops", "commandtops, ReportLevels command file", 0.0),
     ("startup", "filter, command file without commands (start-up cost)", 0.0),
+    ("true", "/bin/true (the cost of starting any process here)", 0.0),
 ]
-print("| path | runs | floor ms | wall ms (median) | wall - floor ms | CPU ms (median) | peak RSS MiB (median) | exit |")
-print("|---|---|---|---|---|---|---|---|")
-for name, what, floor in rows:
+def medians(name):
     path = os.path.join(work, name)
     if not os.path.exists(path):
-        print("| %s | 0 | | | | | | missing |" % what)
-        continue
+        return None
     samples = [l.split() for l in open(path) if l.strip()]
-    wall = statistics.median(float(s[0]) for s in samples)
-    cpu = statistics.median(float(s[1]) for s in samples)
-    rss = statistics.median(int(s[2]) for s in samples) / 1024.0
-    codes = sorted(set(s[3] for s in samples))
-    print("| %s | %d | %.0f | %.1f | %.1f | %.2f | %.1f | %s |" % (
-        what, len(samples), floor * 1000, wall * 1000, (wall - floor) * 1000, cpu * 1000, rss, ",".join(codes)))
+    return (len(samples), statistics.median(float(s[0]) for s in samples),
+            statistics.median(float(s[1]) for s in samples),
+            statistics.median(int(s[2]) for s in samples) / 1024.0,
+            ",".join(sorted(set(s[3] for s in samples))))
+reference = medians("commandtops")
+print("| path | runs | floor ms | wall ms (median) | wall - floor ms | CPU ms (median) | peak RSS MiB (median) "
+      "| CPU / commandtops | RSS / commandtops | exit |")
+print("|---|---|---|---|---|---|---|---|---|---|")
+for name, what, floor in rows:
+    m = medians(name)
+    if m is None:
+        print("| %s | 0 | | | | | | | | missing |" % what)
+        continue
+    count, wall, cpu, rss, codes = m
+    ratios = ("%.2f" % (cpu / reference[2]), "%.2f" % (rss / reference[3])) if reference else ("", "")
+    print("| %s | %d | %.0f | %.1f | %.1f | %.2f | %.1f | %s | %s | %s |" % (
+        what, count, floor * 1000, wall * 1000, (wall - floor) * 1000, cpu * 1000, rss, ratios[0], ratios[1], codes))
 PY
