@@ -1,0 +1,444 @@
+// Tests of the printer simulator's modes: its answers, its network printer and SNMP agent,
+// its backend for run-filter (driven by a stand-in filter), and its profile loading.
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <thread>
+
+#include "MibView.h"
+#include "NpaAnswerBuilder.h"
+#include "NpaStreamReader.h"
+#include "ProfileLoader.h"
+#include "SnmpAgent.h"
+#include "SnmpMessage.h"
+#include "UdpServer.h"
+#include "helpers/TestUtil.h"
+#include "protocol/SNMPDataPacket.h"
+
+namespace {
+
+const char kRdcHex[] = "A5000750E02101000000";
+
+std::string profilePath(const std::string& name) { return std::string(CFFSIM_PROFILE_DIR) + "/" + name + ".yaml"; }
+
+DeviceProfile load(const std::string& name) {
+    DeviceProfile profile;
+    std::string error;
+    EXPECT_EQ(0, ProfileLoader::loadFile(profilePath(name), profile, error)) << error;
+    return profile;
+}
+
+DeviceProfile loadText(const std::string& text) {
+    DeviceProfile profile;
+    std::string error;
+    EXPECT_EQ(0, ProfileLoader::loadText(text, "inline", profile, error)) << error;
+    return profile;
+}
+
+std::string fromHex(const std::string& hex) {
+    std::string bytes;
+    for (size_t i = 0; i + 1 < hex.size(); i += 2) bytes.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+    return bytes;
+}
+
+unsigned at(const std::string& bytes, size_t i) { return i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0x100; }
+
+std::string answerTo(const DeviceProfile& profile, const std::string& request) {
+    std::string answer, error;
+    EXPECT_EQ(0, NpaAnswerBuilder(profile).answer(NpaRequest::classify(request), answer, error)) << error;
+    return answer;
+}
+
+TEST(SimulatorNpa, AnswersFollowTheProfileAndRefuseWhatItLacks) {
+    DeviceProfile color = load("color-finisher"), silent = load("silent");
+    // The option text with its own byte count; an empty one on the silent printer.
+    EXPECT_EQ(fromHex("A50015000104") + "\x11" + "FLASH:1; RAM:512;", answerTo(color, fromHex("A50003500104")));
+    EXPECT_EQ(fromHex("A5000400010400"), answerTo(silent, fromHex("A50003500104")));
+    // Japanese is not among the profile's languages; an unknown request gets the failure flag.
+    EXPECT_EQ(fromHex("A5000280E0"), answerTo(color, fromHex("A5000850E021010009" "0108")));
+    EXPECT_EQ(fromHex("A500028077"), answerTo(silent, fromHex("A50003507777")));
+    // Wider fields are declared in the header string.
+    std::string wide = answerTo(loadText("model: X\ncontainer: {id_width: 2, count_width: 2, container_length_width: 4, "
+                                         "leaf_length_width: 1}\n"), fromHex(kRdcHex));
+    EXPECT_EQ("P{ID:2,DT:1}C{NE:2,LD:4}L{LD:1}", wide.substr(12, 31));
+}
+
+TEST(SimulatorNpa, StreamReaderFindsPacketsHoweverTheBytesArrive) {
+    const std::string mode = fromHex("A5001080A45BA45B10EFA45B11EE00FF13EC2E");
+    const std::string stream = std::string("\x00\x17", 2) + mode + fromHex(kRdcHex) + fromHex("A50006400304202020") +
+                               fromHex("A5000850E021010003" "0108");
+    const NpaRequest::Kind expected[] = {NpaRequest::kModeCommand, NpaRequest::kConfiguration, NpaRequest::kLoopback,
+                                         NpaRequest::kSupplies};
+    for (size_t chunk : {1u, 19u, 1000u}) {
+        SCOPED_TRACE(chunk);
+        NpaStreamReader reader;
+        std::vector<std::string> packets;
+        for (size_t pos = 0; pos < stream.size(); pos += chunk) {
+            for (const std::string& p : reader.add(stream.data() + pos, std::min(chunk, stream.size() - pos))) packets.push_back(p);
+        }
+        ASSERT_EQ(4u, packets.size());
+        for (size_t i = 0; i < packets.size(); ++i) EXPECT_EQ(expected[i], NpaRequest::classify(packets[i]).kind) << i;
+        EXPECT_EQ(3, NpaRequest::classify(packets[3]).languageId);
+        EXPECT_EQ(2u, reader.discarded());
+        EXPECT_EQ(0u, reader.pending());
+    }
+}
+
+std::string handle(const DeviceProfile& profile, const std::string& request) {
+    MibView view(profile);
+    SnmpAgent agent(profile, view);
+    std::string reply;
+    agent.handle(reinterpret_cast<const unsigned char*>(request.data()), request.size(), reply);
+    return reply;
+}
+
+// A GetRequest as the filter's own encoder builds it.
+std::string hostRequest(const std::vector<std::string>& oids, int version = 1, const std::string& community = "opencm") {
+    SNMPDataPacket packet;
+    Data pdu, message;
+    packet.createPDUGetRequest(7, std::list<std::string>(oids.begin(), oids.end()), pdu);
+    packet.getSNMPPacket(&pdu, version, community, message);
+    return cfftest::text(message);
+}
+
+TEST(SimulatorSnmp, AnswersAGetRequestWithExactlyTheExpectedBytes) {
+    std::string request = fromHex("302A0201010406" "7075626C6963" "A01D020185020100020100" "3012"
+                                  "3010060C2B060102012B0802010D01010500");
+    std::string expected = fromHex("30300201010406" "7075626C6963" "A223020185020100020100" "3018"
+                                   "3016060C2B060102012B0802010D0101" "0406" "547261792031");
+    EXPECT_EQ(expected, handle(load("basic-mono"), request));
+}
+
+// By default unknown objects read as empty strings; "standard" answers noSuchName in
+// version 1 and noSuchObject in version 2c. A wrong community or a cut message gets nothing.
+TEST(SimulatorSnmp, UnknownObjectsCommunitiesAndJunkFollowThePolicy) {
+    const std::string known = ".1.3.6.1.2.1.43.8.2.1.13.1.1", unknown = ".1.3.6.1.2.1.43.8.2.1.13.1.7";
+    SnmpMessage message;
+    auto decode = [&message](const std::string& reply) {
+        return message.decode(reinterpret_cast<const unsigned char*>(reply.data()), reply.size());
+    };
+    ASSERT_EQ(0, decode(handle(load("basic-mono"), hostRequest({unknown}))));
+    EXPECT_EQ(0, message.errorStatus);
+    EXPECT_EQ(SnmpVarBind::kOctetString, message.bindings[0].tag);
+    EXPECT_EQ("", message.bindings[0].text);
+
+    DeviceProfile strict = loadText("model: X\ntrays: [{id: 1}]\nsnmp: {unknown_oids: standard, community: secret}\n");
+    ASSERT_EQ(0, decode(handle(strict, hostRequest({known, unknown}, 0, "secret"))));
+    EXPECT_EQ(SnmpMessage::kNoSuchName, message.errorStatus);
+    EXPECT_EQ(2, message.errorIndex);
+    std::string request = hostRequest({known, unknown}, 1, "secret");
+    ASSERT_EQ(0, decode(handle(strict, request)));
+    EXPECT_EQ(0, message.errorStatus);
+    EXPECT_EQ(SnmpVarBind::kOctetString, message.bindings[0].tag);
+    EXPECT_EQ(SnmpVarBind::kNoSuchObject, message.bindings[1].tag);
+
+    EXPECT_EQ("", handle(strict, hostRequest({known}, 1, "opencm")));
+    for (size_t cut = 0; cut < request.size(); ++cut) EXPECT_EQ("", handle(strict, request.substr(0, cut))) << cut;
+}
+
+TEST(SimulatorSnmp, IntegersLengthsAndIdentifiersUseMinimalEncodings) {
+    struct Case {
+        unsigned char tag;
+        long value;
+        const char* hex;
+    };
+    const Case cases[] = {
+        {0x02, 0, "020100"},   {0x02, 127, "02017F"},  {0x02, 128, "02020080"},  {0x02, -1, "0201FF"},
+        {0x02, -128, "020180"}, {0x02, -129, "0202FF7F"}, {0x41, 4294967295L, "410500FFFFFFFF"}, {0x41, 5, "410105"},
+    };
+    for (const Case& c : cases) EXPECT_EQ(fromHex(c.hex), SnmpMessage::encodeInteger(c.tag, c.value)) << c.value;
+    EXPECT_EQ(fromHex("7F"), SnmpMessage::encodeLength(127));
+    EXPECT_EQ(fromHex("8180"), SnmpMessage::encodeLength(128));
+    EXPECT_EQ(fromHex("82012C"), SnmpMessage::encodeLength(300));
+    MibView::Oid oid;
+    ASSERT_TRUE(MibView::parseOid(".1.3.6.1.4.1.5931.20480", oid));
+    EXPECT_EQ(fromHex("060A2B06010401AE2B81A000"), SnmpMessage::encodeOid(oid));
+}
+
+// The simulator's network printer on free ports of 127.0.0.1, with a client connected to its
+// NPA port.
+class NetworkPrinter : public testing::Test {
+protected:
+    void start(const std::string& profile = "color-finisher", bool raw = false) {
+        profile_ = load(profile);
+        server_.reset(new UdpServer(profile_, options_));
+        std::string error;
+        ASSERT_EQ(0, server_->bind("127.0.0.1", 0, 0, error)) << error;
+        ASSERT_TRUE(!raw || server_->bindRaw("127.0.0.1", 0, error) == 0) << error;
+        thread_ = std::thread([this] { server_->serve(stop_); });
+        client_ = socket(AF_INET, SOCK_DGRAM, 0);
+        sockaddr_in peer = address(server_->npaPort());
+        ASSERT_EQ(0, connect(client_, reinterpret_cast<sockaddr*>(&peer), sizeof(peer)));
+    }
+
+    void TearDown() override {
+        stop_ = true;
+        if (thread_.joinable()) thread_.join();
+        if (client_ >= 0) close(client_);
+    }
+
+    static sockaddr_in address(int port) {
+        sockaddr_in to{};
+        to.sin_family = AF_INET;
+        to.sin_port = htons(static_cast<uint16_t>(port));
+        inet_pton(AF_INET, "127.0.0.1", &to.sin_addr);
+        return to;
+    }
+
+    void send(const std::string& bytes) {
+        ASSERT_EQ(static_cast<ssize_t>(bytes.size()), ::send(client_, bytes.data(), bytes.size(), 0));
+    }
+
+    // Datagrams until |ms| of silence, each acknowledged when |ack| is set.
+    std::vector<std::string> receiveAll(bool ack, int ms = 900) {
+        std::vector<std::string> datagrams;
+        for (struct pollfd fd = {client_, POLLIN, 0}; poll(&fd, 1, datagrams.empty() ? 2000 : ms) > 0;) {
+            char buffer[8192];
+            ssize_t got = recv(client_, buffer, sizeof(buffer), 0);
+            if (got <= 0) break;
+            datagrams.emplace_back(buffer, static_cast<size_t>(got));
+            if (ack) send(std::string("\x01\x03", 2) + datagrams.back().substr(2, 4));
+        }
+        return datagrams;
+    }
+
+    const std::string kRequest = fromHex(std::string("0100003112345678") + kRdcHex);
+    DeviceProfile profile_;
+    SimulatorOptions options_;
+    std::unique_ptr<UdpServer> server_;
+    std::atomic<bool> stop_{false};
+    std::thread thread_;
+    int client_ = -1;
+};
+
+TEST_F(NetworkPrinter, AnswerPacketsCarryHeadersSequenceNumbersAndGetAcknowledged) {
+    options_.splitPayload = 100;
+    start();
+    send(kRequest);
+    std::vector<std::string> datagrams = receiveAll(true, 300);
+    std::string answer = answerTo(profile_, fromHex(kRdcHex));
+    size_t packets = (answer.size() - 5 + 99) / 100;
+    ASSERT_EQ(packets, datagrams.size());
+    std::string joined = answer.substr(0, 5);
+    for (size_t i = 0; i < datagrams.size(); ++i) {
+        const std::string& d = datagrams[i];
+        EXPECT_EQ(i, at(d, 6) * 256u + at(d, 7));
+        EXPECT_EQ(fromHex("12345678A5"), d.substr(8, 5));
+        EXPECT_EQ(i + 1 < packets ? 0x20u : 0x00u, at(d, 15));
+        EXPECT_EQ(0xE0u, at(d, 16));
+        joined += d.substr(17);
+    }
+    EXPECT_EQ(answer, joined);
+    for (int i = 0; i < 50 && server_->acksReceived() < static_cast<int>(packets); ++i) usleep(10000);
+    EXPECT_EQ(static_cast<int>(packets), server_->acksReceived());
+    EXPECT_EQ(0, server_->acksMissing());
+}
+
+TEST_F(NetworkPrinter, DroppedRequestsGoUnansweredAndMissingAcknowledgementsAreCounted) {
+    options_.splitPayload = 400;
+    options_.dropRequests = 1;
+    start();
+    send(kRequest);
+    struct pollfd fd = {client_, POLLIN, 0};
+    EXPECT_EQ(0, poll(&fd, 1, 300));
+    send(kRequest);
+    EXPECT_EQ(2u, receiveAll(false).size());
+    for (int i = 0; i < 100 && server_->acksMissing() < 2; ++i) usleep(10000);
+    EXPECT_EQ(2, server_->acksMissing());
+}
+
+// A spooler's network backend sends the job, half-closes and waits for the printer to close:
+// each of several connections must be drained and closed while requests are answered.
+TEST_F(NetworkPrinter, RawPortDiscardsPrintDataAndClosesEachConnectionAtItsEnd) {
+    start("color-finisher", true);
+    sockaddr_in printer = address(server_->rawPort());
+    const std::string job(100000, 'x');
+    int connections[2];
+    for (int& fd : connections) {
+        fd = socket(AF_INET, SOCK_STREAM, 0);
+        ASSERT_EQ(0, connect(fd, reinterpret_cast<sockaddr*>(&printer), sizeof(printer)));
+    }
+    for (int fd : connections) {
+        for (size_t sent = 0; sent < job.size();) {
+            ssize_t n = ::send(fd, job.data() + sent, job.size() - sent, 0);
+            ASSERT_GT(n, 0);
+            sent += static_cast<size_t>(n);
+        }
+        shutdown(fd, SHUT_WR);
+    }
+    send(kRequest);
+    EXPECT_FALSE(receiveAll(true).empty());
+    for (int fd : connections) {
+        struct pollfd end = {fd, POLLIN, 0};
+        ASSERT_EQ(1, poll(&end, 1, 2000)) << "the connection was not closed";
+        char byte;
+        EXPECT_EQ(0, recv(fd, &byte, 1, 0));
+        close(fd);
+    }
+    EXPECT_EQ(static_cast<long>(2 * job.size()), server_->rawBytesReceived());
+}
+
+TEST_F(NetworkPrinter, AgentAnswersARealSnmpClient) {
+    if (system("command -v snmpget >/dev/null 2>&1") != 0) GTEST_SKIP() << "snmpget (package snmp) is not installed";
+    start();
+    std::string target = " -M /dev/null -On -r 1 -t 2 127.0.0.1:" + std::to_string(server_->snmpPort()) + " ";
+    std::string get, walk;
+    cfftest::runCommand("snmpget -v2c -c public" + target +
+                            ".1.3.6.1.2.1.43.8.2.1.13.1.5 .1.3.6.1.2.1.43.11.1.1.9.1.4 .1.3.6.1.2.1.43.5.1.1.1.1 2>&1",
+                        get);
+    EXPECT_NE(std::string::npos, get.find(".1.3.6.1.2.1.43.8.2.1.13.1.5 = STRING: \"Feeder\"")) << get;
+    EXPECT_NE(std::string::npos, get.find(".1.3.6.1.2.1.43.11.1.1.9.1.4 = INTEGER: 5")) << get;
+    EXPECT_NE(std::string::npos, get.find(".1.3.6.1.2.1.43.5.1.1.1.1 = Counter32: 1")) << get;
+    cfftest::runCommand("snmpwalk -v1 -c public" + target + ".1.3.6.1.2.1.43.12.1.1.4 2>&1", walk);
+    EXPECT_NE(std::string::npos, walk.find(".1.3.6.1.2.1.43.12.1.1.4.1.2 = STRING: \"cyan\"")) << walk;
+    EXPECT_EQ(std::string::npos, walk.find("Timeout")) << walk;
+}
+
+// "cffsim run-filter [options] PROFILE -- fake-filter ACTIONS": the exit status and the
+// lines the stand-in filter wrote, by tag.
+struct BackendRun {
+    int status = -1;
+    std::vector<std::string> lines;
+
+    std::vector<std::string> tagged(const std::string& tag) const {
+        std::vector<std::string> out;
+        for (const std::string& line : lines) {
+            if (line.rfind(tag + " ", 0) == 0) out.push_back(line.substr(tag.size() + 1));
+        }
+        return out;
+    }
+};
+
+BackendRun runFakeFilter(const std::string& options, const std::string& profile, const std::string& actions) {
+    std::string output;
+    BackendRun run;
+    int status = cfftest::runCommand("env -u DEVICE_URI " + std::string(CFFSIM_BINARY) + " run-filter " + options + " " +
+                                         profilePath(profile) + " -- " + CFFSIM_FAKE_FILTER + " " + actions + " 2>/dev/null",
+                                     output);
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    for (size_t start = 0, end; (end = output.find('\n', start)) != std::string::npos; start = end + 1) {
+        run.lines.push_back(output.substr(start, end - start));
+    }
+    return run;
+}
+
+// Joins packets as a host does: the first whole, later ones without their 5-byte header.
+std::string join(const std::vector<std::string>& reads) {
+    std::string joined;
+    for (const std::string& hex : reads) joined += joined.empty() ? fromHex(hex) : fromHex(hex).substr(5);
+    return joined;
+}
+
+TEST(SimulatorBackend, AnswersArriveOnePacketPerReadAndMisbehaveWhenAsked) {
+    const std::string color = answerTo(load("color-finisher"), fromHex(kRdcHex));
+    for (const char* action : {"npa:", "npaslow:"}) {
+        SCOPED_TRACE(action);
+        std::vector<std::string> reads = runFakeFilter("", "color-finisher", action + std::string(kRdcHex)).tagged("READ");
+        ASSERT_EQ((color.size() - 5 + 506) / 507, reads.size());
+        for (size_t i = 0; i < reads.size(); ++i) EXPECT_EQ(i + 1 < reads.size() ? 0x20u : 0x00u, at(fromHex(reads[i]), 3));
+        EXPECT_EQ(color.substr(5), join(reads).substr(5));
+    }
+    const std::string mono = answerTo(load("basic-mono"), fromHex(kRdcHex));
+    std::vector<std::string> split = runFakeFilter("--split 16", "basic-mono", std::string("npa:") + kRdcHex).tagged("READ");
+    EXPECT_EQ((mono.size() - 5 + 15) / 16, split.size());
+    EXPECT_EQ(mono.substr(5), join(split).substr(5));
+    EXPECT_EQ(std::vector<std::string>{"A5000280E0"},
+              runFakeFilter("--fail", "basic-mono", std::string("npa:") + kRdcHex).tagged("READ"));
+    std::vector<std::string> noisy = runFakeFilter("--noise", "basic-mono", std::string("npa:") + kRdcHex).tagged("READ");
+    ASSERT_FALSE(noisy.empty());
+    EXPECT_EQ("00A5", noisy[0].substr(0, 4));
+    // The first request goes unanswered; the second (the options) is answered.
+    EXPECT_EQ(std::vector<std::string>{"A5000C0001040852414D3A3132383B"},
+              runFakeFilter("--drop 1", "basic-mono", std::string("npa:") + kRdcHex + " npa:A50003500104").tagged("READ"));
+}
+
+TEST(SimulatorBackend, SideChannelWalksThePrinterTablesAndEndsCleanly) {
+    BackendRun run = runFakeFilter("", "color-finisher",
+                                   "walk:.1.3.6.1.2.1.43.11.1 walk:.1.3.6.1.2.1.43.12.1 walk:.1.3.6.1.2.1.43.7.1 devid");
+    std::vector<std::string> walked = run.tagged("WALK");
+    // Ten supplies of eight columns, four colorants of four, one localization row of three.
+    EXPECT_EQ(80u + 16u + 3u, walked.size());
+    EXPECT_EQ(std::vector<std::string>(3, "1"), run.tagged("WALKSTATUS"));
+    for (const char* line : {".1.3.6.1.2.1.43.11.1.1.6.1.9=Fuser Unit (220 V \xF1" "10 %)",
+                             ".1.3.6.1.2.1.43.11.1.1.3.1.3=3", ".1.3.6.1.2.1.43.12.1.1.4.1.3=magenta",
+                             ".1.3.6.1.2.1.43.7.1.1.4.1.1=2009", ".1.3.6.1.2.1.43.11.1.1.9.1.10=25"}) {
+        EXPECT_NE(std::find(walked.begin(), walked.end(), line), walked.end()) << line;
+    }
+    EXPECT_EQ(std::vector<std::string>{"1 MFG:Simulated;MDL:SimColor C900 Finisher;CMD:NPA,PJL,PCL;CLS:PRINTER;"
+                                       "DES:Simulated SimColor C900 Finisher;"},
+              run.tagged("DEVID"));
+
+    BackendRun silent = runFakeFilter("", "silent", "walk:.1.3.6.1.2.1.43.11.1 walk:.1.3.6.1.2.1.43.5.1 uri exit:3");
+    EXPECT_TRUE(silent.tagged("WALK").empty());
+    EXPECT_EQ(std::vector<std::string>(2, "1"), silent.tagged("WALKSTATUS"));
+    EXPECT_EQ(3, silent.status);
+    ASSERT_EQ(1u, silent.tagged("URI").size());
+    EXPECT_NE(std::string::npos, silent.tagged("URI")[0].find("usb:"));
+    EXPECT_NE(std::string::npos, silent.tagged("URI")[0].find("profile=/"));
+}
+
+TEST(SimulatorBackend, DiscoveryAndBadArgumentsBehaveLikeABackend) {
+    std::string line;
+    EXPECT_EQ(0, cfftest::runCommand(std::string(CFFSIM_BINARY) + " backend " + profilePath("basic-mono"), line));
+    EXPECT_EQ(0u, line.rfind("direct simusb://cffsim/basic-mono?profile=/", 0)) << line;
+    EXPECT_NE(std::string::npos, line.find("\"MFG:Simulated;MDL:SimLaser M100;"));
+    EXPECT_NE(0, system((std::string(CFFSIM_BINARY) + " backend /nonexistent.yaml 2>/dev/null").c_str()));
+    EXPECT_NE(0, system((std::string(CFFSIM_BINARY) + " backend " + profilePath("silent") + " 1 2 >/dev/null 2>&1").c_str()));
+}
+
+TEST(SimulatorProfile, TextsAreStoredInTheReportedCodePageAndValuesKeepTheirKind) {
+    DeviceProfile color = load("color-finisher");
+    ASSERT_EQ(10u, color.supplies.size());
+    EXPECT_EQ("R\x82" "cup\x82rateur de toner", DeviceProfile::supplyName(color.supplies[9], 2));
+    // A language without its own name falls back to the default one.
+    EXPECT_EQ(color.supplies[8].name, DeviceProfile::supplyName(color.supplies[8], 5));
+    DeviceProfile utf8 = loadText("model: X\ncode_page: 106\ntrays: [{id: 1, name: \"Fach für A4\"}]\n"
+                                  "snmp:\n  values:\n    .1.3.6.1.2.1.1.5.0: \"42\"\n    1.3.6.1.2.1.1.6.0: 42\n"
+                                  "    .1.3.6.1.2.1.1.3.0: {counter: 4294967295}\n");
+    EXPECT_EQ("Fach f\xC3\xBCr A4", utf8.inputs[0].name);
+    EXPECT_EQ(ProfileSnmpValue::kString, utf8.snmpValues[".1.3.6.1.2.1.1.5.0"].kind);
+    EXPECT_EQ(ProfileSnmpValue::kInteger, utf8.snmpValues[".1.3.6.1.2.1.1.6.0"].kind);
+    EXPECT_EQ(ProfileSnmpValue::kCounter, utf8.snmpValues[".1.3.6.1.2.1.1.3.0"].kind);
+    EXPECT_EQ(4294967295L, utf8.snmpValues[".1.3.6.1.2.1.1.3.0"].number);
+}
+
+TEST(SimulatorProfile, MistakesAreReportedWithLineAndReason) {
+    struct Case {
+        std::string text;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"code_page: 2009\n", "inline:1: the key \"model\" is missing"},
+        {"model: X\ntray:\n  - {id: 1}\n", "inline:2: unknown key \"tray\" in profile"},
+        {"model: X\nduplex: maybe\n", "inline:2: duplex must be installed, absent or not-reported"},
+        {"model: X\nsupplies:\n  - {id: 1, type: 3, max: 100, level: 5}\n", "inline:3: a supply has no name"},
+        {"model: X\ntrays:\n  - {id: x}\n", "inline:3: trays id must be a whole number, not \"x\""},
+        {"model: X\ntrays:\n  - {id: 300}\n", "trays id must lie between 0 and 255, not 300"},
+        {"model: X\ntrays:\n  - {id: 7}\n", "inline:3: the entry of trays with id 7 needs a name"},
+        {"model: X\ncode_page: 2009\nbins:\n  - {id: 1, name: \"Лоток\"}\n", "cannot be written in CP850"},
+        {"model: X\nbins: [{id: 1, name: " + std::string(130, 'x') + "}]\n", "limited to 127 bytes"},
+        {"model: X\ncode_page: 999\n", "inline:2: code page 999 is not one the simulator knows"},
+        {"model: X\nencoding: NO-SUCH-CHARSET\n", "is not known to iconv"},
+        {"model: X\nsnmp:\n  values:\n    abc: 1\n", "inline:4: \"abc\" is not a dotted object identifier"},
+        {"model: [unclosed\n", "inline:"},
+    };
+    DeviceProfile profile;
+    std::string error;
+    for (const Case& c : cases) {
+        EXPECT_EQ(-1, ProfileLoader::loadText(c.text, "inline", profile, error)) << c.text;
+        EXPECT_NE(std::string::npos, error.find(c.expected)) << "got: " << error;
+    }
+    EXPECT_EQ(-1, ProfileLoader::loadFile("/nonexistent/profile.yaml", profile, error));
+    EXPECT_EQ("/nonexistent/profile.yaml: cannot be opened", error);
+}
+
+}  // namespace
