@@ -35,8 +35,9 @@ inline std::string readFile(const std::string& path) {
 
 inline void writeFile(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
+// A bundled simulator profile by name, or a profile file by its absolute path.
 inline std::string profile(const std::string& name) {
-    return std::string(CFF_SOURCE_DIR) + "/tools/simulator/profiles/" + name + ".yaml";
+    return name[0] == '/' ? name : std::string(CFF_SOURCE_DIR) + "/tools/simulator/profiles/" + name + ".yaml";
 }
 
 // A scratch directory under the build tree (the filter may get a /tmp of its own) holding
@@ -80,15 +81,14 @@ inline std::vector<std::string> host(const std::string& sysname, const std::stri
             "CFF_FAKE_RELEASE=" + release};
 }
 
-// Runs "cffsim run-filter OPTIONS PROFILE -- [PREFIX] filter" in a clean environment plus
-// |environment| and a private /tmp; returns what the simulator relays: the filter's stderr.
+// Runs "cffsim run-filter OPTIONS PROFILE -- filter" in a clean environment plus |environment|
+// and a private /tmp; returns what the simulator relays: the filter's stderr.
 inline std::string runUnderSimulator(const std::string& environment, const std::string& options,
-                                     const std::string& profileName, const std::string& commandFile,
-                                     const std::string& filterPrefix = "") {
+                                     const std::string& profileName, const std::string& commandFile) {
     std::string command = "unshare --mount --propagation private sh -c '" + cfftest::privateTmpShell() +
                           "exec \"$0\" \"$@\"' env -i PATH=/usr/bin:/bin" + cfftest::sanitizerEnvironmentWords() +
                           " " + environment + " " + CFFSIM_BINARY + " run-filter " + options + " " +
-                          profile(profileName) + " -- " + filterPrefix + CFF_FILTER_BINARY +
+                          profile(profileName) + " -- " + CFF_FILTER_BINARY +
                           " 42 maintenance commands 1 '' " + commandFile + " 2>/dev/null";
     std::string relayed;
     int status = cfftest::runCommand(command, relayed);
@@ -130,15 +130,16 @@ inline void rerunInPrivateNetwork() {
         return e2e::rerunInPrivateNetwork();                    \
     }
 
-// True once a UDP socket is bound to |address|:|port| in this network, within |timeoutMs|.
-inline bool waitForUdpPort(int port, int timeoutMs = 10000, const std::string& address = "127.0.0.1") {
+// True once a socket of |table| ("udp" or "tcp") is bound to |address|:|port| in this network,
+// within 10 s.
+inline bool waitForPort(int port, const std::string& table = "udp", const std::string& address = "127.0.0.1") {
     struct in_addr bound {};
     inet_pton(AF_INET, address.c_str(), &bound);
     char wanted[32];
     // The kernel lists the address as the 32-bit number in host byte order.
     std::snprintf(wanted, sizeof(wanted), "%08X:%04X", bound.s_addr, port);
-    for (int waited = 0; waited <= timeoutMs; waited += 20) {
-        if (readFile("/proc/net/udp").find(wanted) != std::string::npos) return true;
+    for (int waited = 0; waited <= 10000; waited += 20) {
+        if (readFile("/proc/net/" + table).find(wanted) != std::string::npos) return true;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     return false;

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <set>
@@ -113,7 +112,7 @@ TEST(NetworkAutoConfigure, RealAgentAcceptsTheRequestAndItsAnswerGivesTheOptions
     e2e::Daemon agent({"/usr/sbin/snmpd", "-f", "-Lo", "-C", "-c", scratch.file("snmpd.conf"), "-p",
                        scratch.file("snmpd.pid"), "udp:127.0.0.1:161"},
                       scratch.file("snmpd.log"), {"SNMP_PERSISTENT_DIR=" + scratch.file("persist"), "MIBS="});
-    ASSERT_TRUE(e2e::waitForUdpPort(161)) << e2e::readFile(agent.log);
+    ASSERT_TRUE(e2e::waitForPort(161)) << e2e::readFile(agent.log);
     // The host resources column without an instance is noSuchInstance: no flash. No feeder
     // among the input names: the manual feeder is absent.
     expectReport(e2e::runNetworkFilter(scratch, kSocketUri, "AutoConfigure"),
@@ -128,7 +127,7 @@ TEST(NetworkAutoConfigure, AnswersAreJoinedOrRejectedAsAWholeAndSilenceEndsAfter
     e2e::Scratch scratch;
     {
         e2e::Daemon printer(e2e::Daemon::simulator("color-finisher"), scratch.file("cffsim.log"));
-        ASSERT_TRUE(e2e::waitForUdpPort(161)) << e2e::readFile(printer.log);
+        ASSERT_TRUE(e2e::waitForPort(161)) << e2e::readFile(printer.log);
         expectReport(e2e::runNetworkFilter(scratch, kSocketUri, "AutoConfigure"), kColorFinisherOptions,
                      e2e::readFile(printer.log));
     }
@@ -190,7 +189,7 @@ TEST(NetworkAutoConfigure, ServiceDiscoveryQueueAsksTheResolvedHost) {
     ASSERT_TRUE(cfftest::mountPrivateTmp());  // hides the host's log marker from the filter
     e2e::Scratch scratch;
     e2e::Daemon printer(e2e::Daemon::simulator("color-finisher", {}, "10.77.0.1"), scratch.file("cffsim.log"));
-    ASSERT_TRUE(e2e::waitForUdpPort(161, 10000, "10.77.0.1")) << e2e::readFile(printer.log);
+    ASSERT_TRUE(e2e::waitForPort(161, "udp", "10.77.0.1")) << e2e::readFile(printer.log);
     expectReport(e2e::runNetworkFilter(scratch, "dnssd://CFF%20Test%20Printer._pdl-datastream._tcp.local./?uuid=1",
                                        "AutoConfigure"),
                  kColorFinisherOptions, e2e::readFile(printer.log));
@@ -219,23 +218,11 @@ TEST(NetworkReportLevels, NpaOverUdpReportsTheSuppliesAndOldDarwinHostsWriteTheL
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         e2e::Daemon printer(e2e::Daemon::simulator("color-finisher", c.simulatorOptions), scratch.file("cffsim.log"));
-        ASSERT_TRUE(e2e::waitForUdpPort(9300)) << e2e::readFile(printer.log);
+        ASSERT_TRUE(e2e::waitForPort(9300)) << e2e::readFile(printer.log);
         UsbFilterRun run = e2e::runNetworkFilter(scratch, c.uri, "ReportLevels", c.environment);
         expectReport(run, c.line);
         EXPECT_EQ(run.output, c.output);
     }
-}
-
-// A Darwin 14 host takes the levels from the side channel of the simulator's backend, which
-// serves the same printer's Printer MIB: the report is the same as over NPA.
-TEST(NetworkReportLevels, NewerSpoolerHostWalksTheSimulatorBackendsSideChannel) {
-    RUN_IN_PRIVATE_NETWORK();
-    e2e::Scratch scratch;
-    std::string prefix = "/usr/bin/env";
-    for (const std::string& entry : e2e::host("Darwin", "14.0.0")) prefix += " " + entry;
-    EXPECT_EQ(e2e::runUnderSimulator(std::string("DEVICE_URI=") + kSocketUri, "", "color-finisher",
-                                     scratch.file("ReportLevels"), prefix + " "),
-              colorFinisherLine());
 }
 
 // A scripted backend: special levels, a supply of no known capacity, and descriptions in
@@ -300,16 +287,9 @@ TEST(NetworkReportLevels, NewerSpoolerHostWalksTheSpoolersSocketBackend) {
     const char kBackend[] = "/usr/lib/cups/backend/socket";
     if (access(kBackend, X_OK) != 0) GTEST_SKIP() << "the spooler's socket backend is not installed";
     e2e::Scratch scratch;
-    e2e::Daemon printer(e2e::Daemon::simulator("color-finisher"), scratch.file("cffsim.log"));
-    ASSERT_TRUE(e2e::waitForUdpPort(161)) << e2e::readFile(printer.log);
-    // The backend connects to the print port before it serves the side channel.
-    int printPort = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    struct sockaddr_in address {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(9100);
-    inet_pton(AF_INET, "127.0.0.1", &address.sin_addr);
-    ASSERT_EQ(bind(printPort, reinterpret_cast<struct sockaddr*>(&address), sizeof(address)), 0);
-    ASSERT_EQ(listen(printPort, 4), 0);
+    // The backend connects to the print port (the simulator's raw port) before it serves the side channel.
+    e2e::Daemon printer(e2e::Daemon::simulator("color-finisher", {"--raw-port", "9100"}), scratch.file("cffsim.log"));
+    ASSERT_TRUE(e2e::waitForPort(161) && e2e::waitForPort(9100, "tcp")) << e2e::readFile(printer.log);
     // Without a PPD the backend refuses SNMP requests (it needs one for its supply polling).
     const std::string ppd = scratch.file("queue.ppd");
     e2e::writeFile(ppd, "*PPD-Adobe: \"4.3\"\n*FormatVersion: \"4.3\"\n*LanguageVersion: English\n"
@@ -347,6 +327,5 @@ TEST(NetworkReportLevels, NewerSpoolerHostWalksTheSpoolersSocketBackend) {
     close(job[1]);  // end of the job: the backend leaves at end of input
     EXPECT_EQ(backend.wait(5000), 0) << "the backend did not end cleanly at the end of its input";
     close(backChannel[0]);
-    close(printPort);
     expectReport(run, colorFinisherLine(), e2e::readFile(log));
 }

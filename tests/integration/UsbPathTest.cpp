@@ -212,11 +212,6 @@ TEST(UsbPath, RandomAndMutatedAnswersNeverBreakTheRun) {
     SKIP_WITHOUT_PRIVATE_TMP();
     e2e::Scratch scratch;
     std::mt19937 random(7321);
-    auto bytes = [&random](size_t count) {
-        std::string made(count, '\0');
-        for (char& c : made) c = static_cast<char>(random() & 0xFF);
-        return made;
-    };
     const std::vector<std::vector<std::string>> seeds = {
         rdcPackets(rdc::root({rdc::configuration(
             {rdc::inputTrays({rdc::inputTray(1, 1, "Tray 1"), rdc::inputTray(2, 130, "Manual")}),
@@ -226,32 +221,31 @@ TEST(UsbPath, RandomAndMutatedAnswersNeverBreakTheRun) {
             .packets,
         {text(rocAnswer("FLASH:1;RAM:64;"))},
     };
-    // A mutated seed, a seed cut short, random bytes behind a start byte, or plain noise.
-    auto answer = [&](size_t round) {
-        std::vector<std::string> packets = seeds[random() % seeds.size()];
-        switch (round % 4) {
-            case 0:
-                for (int flips = 1 + static_cast<int>(random() % 6); flips > 0; --flips) {
-                    std::string& packet = packets[random() % packets.size()];
-                    packet[random() % packet.size()] = bytes(1)[0];
-                }
-                return PrinterAnswer{packets};
-            case 1:
-                return PrinterAnswer{{packets[0].substr(0, random() % packets[0].size())}};
-            case 2: {
-                std::string packet = "\xA5" + bytes(random() % 300) + "\xE0";
-                return PrinterAnswer{{packet, packet.substr(0, random() % (packet.size() + 1))}};
-            }
-            default:
-                return PrinterAnswer{{bytes(1 + random() % 64)}};
-        }
-    };
     for (size_t round = 0; round < 40; ++round) {
         SCOPED_TRACE("round " + std::to_string(round));
         bool options = round % 2 == 0;
-        // As many answers as the command asks for; a retry finds the back-channel closed.
-        std::vector<PrinterAnswer> answers = {answer(round)};
-        if (options) answers.push_back(answer(round + 1));
+        // As many answers as the command asks for (a retry finds the back-channel closed): a
+        // seed with bytes flipped, one packet cut short, or random bytes behind a start byte.
+        std::vector<PrinterAnswer> answers;
+        for (int count = options ? 2 : 1; count > 0; --count) {
+            std::vector<std::string> packets = seeds[random() % seeds.size()];
+            std::string& packet = packets[random() % packets.size()];
+            switch (random() % 3) {
+                case 0:
+                    for (int flips = 1 + static_cast<int>(random() % 6); flips > 0; --flips) {
+                        packet[random() % packet.size()] = static_cast<char>(random());
+                    }
+                    break;
+                case 1:
+                    packet.resize(random() % packet.size());
+                    break;
+                default:
+                    packet.resize(1 + random() % 300);
+                    for (char& c : packet) c = static_cast<char>(random());
+                    packet[0] = '\xA5';
+            }
+            answers.push_back({packets});
+        }
         UsbFilterRun result = run(scratch, options ? "AutoConfigure" : "ReportLevels", answers);
         ASSERT_TRUE(result.ran);
         EXPECT_EQ(result.signal, 0);
@@ -265,21 +259,19 @@ TEST(UsbPath, RandomAndMutatedAnswersNeverBreakTheRun) {
     }
 }
 
-// The filter under "cffsim run-filter" with the bundled profiles: simulator and filter agree.
-TEST(UsbPath, BundledSimulatorProfilesGiveTheirLines) {
+// The filter under "cffsim run-filter", with a bundled profile and one of wider fields:
+// simulator and filter agree.
+TEST(UsbPath, SimulatorProfilesGiveTheirLines) {
     SKIP_WITHOUT_PRIVATE_TMP();
     e2e::Scratch scratch;
+    const std::string wide = scratch.file("wide.yaml");
+    e2e::writeFile(wide, "model: X\ncode_page: 2009\ntrays: [{id: 2}]\nsupplies: [{id: 1, type: 3, name: K, max: 100, "
+                         "level: -3}]\ncontainer: {id_width: 2, count_width: 2, container_length_width: 4, "
+                         "leaf_length_width: 1}\n");
     struct Case {
         const char *environment, *options, *profile, *command, *line;
     };
     const Case cases[] = {
-        {"", "", "basic-mono", "AutoConfigure",
-         "PPD: DefaultDuplex=None DefaultEnvFeeder=NotInstalledM DefaultFlash=NotInstalledF "
-         "DefaultOptDuplex=NotInstalledM DefaultOptOutputBins=StandardBin DefaultOutputFinisher=NotInstalledM "
-         "DefaultTrays=Tray1 \n"},
-        {"", "", "color-finisher", "AutoConfigure",
-         "PPD: DefaultEnvFeeder=InstalledM DefaultFlash=InstalledF DefaultOptDuplex=InstalledM "
-         "DefaultOptOutputBins=OBin3 DefaultOutputFinisher=AdvancedFinisher DefaultTrays=Tray1234 \n"},
         {"LANG=de_DE.UTF-8", "", "color-finisher", "ReportLevels",
          "ATTR: marker-colors=#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#000000 "
          "marker-levels=80,55,30,5,75,50,25,100,60,75 "
@@ -288,10 +280,12 @@ TEST(UsbPath, BundledSimulatorProfilesGiveTheirLines) {
          "'\"Fixiereinheit f\xC3\xBCr Papier\"','\"Resttonerbeh\xC3\xA4lter\"' "
          "marker-types=toner,toner,toner,toner,opc,opc,opc,opc,fuser,wasteToner \n"},
         {"", "--fail", "color-finisher", "AutoConfigure", ""},
-        // Empty trees and an empty option text: every fact takes its "nothing reported" value.
-        {"", "", "silent", "AutoConfigure",
+        // Wider fields in every element, and a negative level as a 32-bit value.
+        {"", "", wide.c_str(), "AutoConfigure",
          "PPD: DefaultEnvFeeder=NotInstalledM DefaultFlash=NotInstalledF DefaultOptDuplex=InstalledM "
-         "DefaultOptOutputBins=StandardBin DefaultOutputFinisher=NotInstalledM DefaultTrays=Tray1 \n"},
+         "DefaultOptOutputBins=StandardBin DefaultOutputFinisher=NotInstalledM DefaultTrays=Tray12 \n"},
+        {"", "", wide.c_str(), "ReportLevels",
+         "ATTR: marker-colors=#000000 marker-levels=-3 marker-names='\"K\"' marker-types=toner \n"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.profile) + " " + c.command + " " + c.options);
