@@ -5,14 +5,12 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 
-#include <set>
 #include <string>
 #include <vector>
 
 #include "FilterRun.h"
 #include "helpers/FdSlot.h"
 #include "helpers/SNMPTestMessages.h"
-#include "helpers/ScriptedSideChannel.h"
 #include "helpers/UdpPeer.h"
 
 #ifdef CFF_HAVE_NETSNMP
@@ -225,59 +223,14 @@ TEST(NetworkReportLevels, NpaOverUdpReportsTheSuppliesAndOldDarwinHostsWriteTheL
     }
 }
 
-// A scripted backend: special levels, a supply of no known capacity, and descriptions in
-// ISO-8859-5, which the current localization row names (charset 8). Nothing but four walks,
-// one per table, each from its table's entry.
-TEST(NetworkReportLevels, NewerSpoolerHostConvertsDescriptionsAndFlattensSpecialLevels) {
-    RUN_IN_PRIVATE_NETWORK();
-    const std::string blackToner = "\xC2\xDE\xDD\xD5\xE0 \xE7\xD5\xE0\xDD\xEB\xD9", toner = "\xC2\xDE\xDD\xD5\xE0";
-    std::vector<cfftest::SnmpObject> objects = {
-        {".1.3.6.1.2.1.43.5.1.1.1.1", "3"},  {".1.3.6.1.2.1.43.5.1.1.2.1", "2"},  // current localization: row 2
-        {".1.3.6.1.2.1.43.7.1.1.2.1.1", "en"}, {".1.3.6.1.2.1.43.7.1.1.2.1.2", "ru"},
-        {".1.3.6.1.2.1.43.7.1.1.3.1.1", "US"}, {".1.3.6.1.2.1.43.7.1.1.3.1.2", "RU"},
-        {".1.3.6.1.2.1.43.7.1.1.4.1.1", "3"},  {".1.3.6.1.2.1.43.7.1.1.4.1.2", "8"},
-    };
-    const char* colorants[] = {"black", "cyan", "magenta", "yellow"};
-    for (int row = 1; row <= 4; ++row) {
-        for (auto [column, value] : std::vector<std::pair<int, std::string>>{{2, "1"}, {3, "3"}, {4, colorants[row - 1]}, {5, "256"}}) {
-            objects.push_back({".1.3.6.1.2.1.43.12.1.1." + std::to_string(column) + ".1." + std::to_string(row), value});
-        }
-    }
-    // Colorant index, MIB type, description, maximum, level; -3 is "some left", -2 unknown.
-    const std::vector<std::vector<std::string>> rows = {
-        {"1", "3", blackToner, "100", "40"},      {"2", "3", toner + " C", "100", "-3"},
-        {"3", "3", toner + " M", "100", "60"},    {"4", "3", toner + " Y", "100", "-2"},
-        {"1", "9", "Drum K", "20000", "5000"},    {"3", "9", "Drum M", "20000", "20000"},
-        {"0", "15", "Fuser", "-2", "-3"},         {"0", "4", "Waste", "100", "10"},
-    };
-    for (size_t i = 0; i < rows.size(); ++i) {
-        const std::vector<std::string> values = {"1", rows[i][0], "3", rows[i][1], rows[i][2], "19", rows[i][3], rows[i][4]};
-        for (size_t column = 2; column <= 9; ++column) {
-            objects.push_back({".1.3.6.1.2.1.43.11.1.1." + std::to_string(column) + ".1." + std::to_string(i + 1),
-                               values[column - 2]});
-        }
-    }
+// A Darwin 14 host takes the levels from the backend's side channel: the simulator's backend
+// serves the same printer's MIB tables, so the report is the same as over NPA.
+TEST(NetworkReportLevels, NewerSpoolerHostWalksTheSimulatorBackendsSideChannel) {
+    SKIP_WITHOUT_PRIVATE_TMP();
     e2e::Scratch scratch;
-    cfftest::ScriptedSideChannel backend({objects, {}, 0});
-    ASSERT_TRUE(backend.ok());
-    UsbFilterRun run = e2e::runNetworkFilter(scratch, kSocketUri, "ReportLevels", e2e::host("Darwin", "14.0.0"), true);
-    std::vector<cfftest::SideChannelRequest> requests = backend.stop();
-    expectReport(run, "ATTR: marker-colors=#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#FF00FF,#000000,#000000 "
-                      "marker-levels=40,0,60,0,25,100,0,90 "
-                      "marker-names='\"\xD0\xA2\xD0\xBE\xD0\xBD\xD0\xB5\xD1\x80 \xD1\x87\xD0\xB5\xD1\x80\xD0\xBD\xD1\x8B\xD0\xB9\"',"
-                      "'\"\xD0\xA2\xD0\xBE\xD0\xBD\xD0\xB5\xD1\x80 C\"','\"\xD0\xA2\xD0\xBE\xD0\xBD\xD0\xB5\xD1\x80 M\"',"
-                      "'\"\xD0\xA2\xD0\xBE\xD0\xBD\xD0\xB5\xD1\x80 Y\"','\"Drum K\"','\"Drum M\"','\"Fuser\"','\"Waste\"' "
-                      "marker-types=toner,toner,toner,toner,opc,opc,fuser,wasteToner \n");
-    EXPECT_EQ(run.output, "");
-    std::set<std::string> served;
-    for (const cfftest::SnmpObject& object : objects) served.insert(object.oid);
-    std::vector<std::string> walkStarts;
-    for (const cfftest::SideChannelRequest& request : requests) {
-        EXPECT_EQ(request.command, 7) << request.data;
-        if (served.count(request.data.c_str()) == 0) walkStarts.push_back(request.data.c_str());
-    }
-    EXPECT_EQ(walkStarts, (std::vector<std::string>{".1.3.6.1.2.1.43.7.1", ".1.3.6.1.2.1.43.5.1",
-                                                    ".1.3.6.1.2.1.43.12.1", ".1.3.6.1.2.1.43.11.1"}));
+    std::string environment = std::string("DEVICE_URI=") + kSocketUri;
+    for (const std::string& entry : e2e::host("Darwin", "14.0.0")) environment += " " + entry;
+    EXPECT_EQ(e2e::runUnderSimulator(environment, "", "color-finisher", scratch.file("ReportLevels")), colorFinisherLine());
 }
 
 // The spooler's own socket backend as the side-channel peer asks the simulator's agent over
