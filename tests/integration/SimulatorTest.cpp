@@ -1,26 +1,19 @@
-// Tests of the printer simulator's modes: its answers, its network printer and SNMP agent,
-// its backend for run-filter (driven by a stand-in filter), and its profile loading.
+// Tests of the printer simulator beyond what the filter's runs against it show: its answers and
+// SNMP agent, its backend for run-filter (driven by a stand-in filter), and its profile loading.
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdio>
 #include <map>
 #include <sstream>
-#include <thread>
 
 #include "MibView.h"
 #include "NpaAnswerBuilder.h"
 #include "ProfileLoader.h"
 #include "SnmpAgent.h"
 #include "SnmpMessage.h"
-#include "UdpServer.h"
 #include "helpers/TestUtil.h"
 #include "protocol/SNMPDataPacket.h"
 
@@ -113,60 +106,6 @@ TEST(SimulatorSnmp, UnknownObjectsCommunitiesAndJunkFollowThePolicy) {
 
     EXPECT_EQ("", handle(strict, hostRequest({known}, 1, "opencm")));
     for (size_t cut = 0; cut < request.size(); ++cut) EXPECT_EQ("", handle(strict, request.substr(0, cut))) << cut;
-}
-
-// The simulator's network printer drops the first request; the answer to the second carries
-// the network header, the sequence number and the packet header, and the missing
-// acknowledgement of every packet after the first is counted.
-TEST(SimulatorNetwork, AnswerPacketsCarryHeadersAndSequenceNumbersAndAcknowledgementsAreCounted) {
-    DeviceProfile profile = load("color-finisher");
-    SimulatorOptions options;
-    options.splitPayload = 400;
-    options.dropRequests = 1;
-    UdpServer server(profile, options);
-    std::string error;
-    ASSERT_EQ(0, server.bind("127.0.0.1", 0, -1, error)) << error;
-    int client = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in peer{};
-    peer.sin_family = AF_INET;
-    peer.sin_port = htons(static_cast<uint16_t>(server.npaPort()));
-    inet_pton(AF_INET, "127.0.0.1", &peer.sin_addr);
-    ASSERT_EQ(0, connect(client, reinterpret_cast<sockaddr*>(&peer), sizeof(peer)));
-    std::atomic<bool> stop{false};
-    std::thread serving([&] { server.serve(stop); });
-    auto send = [client](const std::string& bytes) { EXPECT_EQ(::send(client, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size())); };
-    auto next = [client](int ms) {
-        struct pollfd fd = {client, POLLIN, 0};
-        char buffer[8192];
-        ssize_t got = poll(&fd, 1, ms) > 0 ? recv(client, buffer, sizeof(buffer), 0) : 0;
-        return std::string(buffer, got > 0 ? static_cast<size_t>(got) : 0);
-    };
-    const std::string request = fromHex(std::string("0100003112345678") + kRdcHex);
-    send(request);
-    EXPECT_EQ("", next(300));
-    send(request);
-    std::vector<std::string> datagrams;
-    for (std::string d = next(2000); !d.empty(); d = next(900)) {
-        if (datagrams.empty()) send(std::string("\x01\x03", 2) + d.substr(2, 4));
-        datagrams.push_back(d);
-    }
-    std::string answer = answerTo(profile, fromHex(kRdcHex)), joined = answer.substr(0, 5);
-    EXPECT_EQ((answer.size() - 5 + 399) / 400, datagrams.size());
-    for (size_t i = 0; i < datagrams.size(); ++i) {
-        const std::string& d = datagrams[i];
-        EXPECT_EQ(i, at(d, 6) * 256u + at(d, 7));
-        EXPECT_EQ(fromHex("12345678A5"), d.substr(8, 5));
-        EXPECT_EQ(i + 1 < datagrams.size() ? 0x20u : 0x00u, at(d, 15));
-        EXPECT_EQ(0xE0u, at(d, 16));
-        joined += d.substr(17);
-    }
-    EXPECT_EQ(answer, joined);
-    for (int i = 0; i < 100 && server.acksMissing() + 1 < static_cast<int>(datagrams.size()); ++i) usleep(10000);
-    EXPECT_EQ(1, server.acksReceived());
-    EXPECT_EQ(static_cast<int>(datagrams.size()) - 1, server.acksMissing());
-    stop = true;
-    serving.join();
-    close(client);
 }
 
 // Runs "cffsim run-filter OPTIONS PROFILE -- fake-filter ACTIONS": the exit status, and the
