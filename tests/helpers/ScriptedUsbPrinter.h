@@ -1,4 +1,4 @@
-// ScriptedUsbPrinter: runs the filter program wired as for a USB queue and plays the printer behind the backend.
+// ScriptedUsbPrinter: runs the filter program as the spooler does and plays the printer behind the backend.
 #pragma once
 
 #include <string>
@@ -7,53 +7,38 @@
 namespace cfftest {
 
 // The answer to one request: packets written into the back-channel one at a time, each once
-// the filter has read everything written before it, so that packets never merge in one read.
+// the filter has read everything before it, so that packets never merge in one read.
 struct PrinterAnswer {
     std::vector<std::string> packets;
-    // Pause between the request's arrival and the first packet.
-    int delayMs = 0;
+    int delayMs = 0;  // pause between the request's arrival and the first packet
 };
 
-// What one run of the filter left behind.
 struct UsbFilterRun {
     bool ran = false;
-    // Exit status, or -1 when a signal ended the program (then |signal| says which).
-    int exitStatus = -1;
+    int exitStatus = -1;  // -1 when a signal ended the program (|signal| says which)
     int signal = 0;
-    // Everything written to standard output (the requests for the backend), and to standard error.
-    std::string output;
-    std::string errors;
-    // The packets on standard output that the printer took as requests (not the mode command).
-    std::vector<std::string> requests;
+    std::string output;   // standard output: the requests for the backend
+    std::string errors;   // standard error
     double seconds = 0;
 };
 
-// Starts the filter with the spooler's 7 arguments (the command file last), standard input
-// /dev/null, standard output into the printer, the read end of a non-blocking back-channel
-// pipe on fd 3 and one end of a socketpair on fd 4, and a clean environment holding PATH,
-// DEVICE_URI and the given variables. The printer takes every NPA packet on the filter's
-// standard output except the mode command (flags 0x80) as a request and answers the i-th
-// request with answers[i]; later requests go unanswered.
-//
-//   cfftest::ScriptedUsbPrinter printer({{{rdcAnswer}}, {{rocAnswer}}});
-//   cfftest::UsbFilterRun run = printer.run(CFF_FILTER_BINARY, commandFile);
-//   EXPECT_EQ(run.errors, "PPD: ... \n");
+// Starts the filter with the spooler's arguments (the command file last), stdin /dev/null,
+// stdout into the printer, the read end of a non-blocking back-channel pipe on fd 3, a
+// socketpair end (or this process's fd 4) on fd 4, and only PATH, DEVICE_URI and the given
+// variables in the environment. Every NPA packet on stdout except the mode command (flags
+// 0x80) counts as a request; the i-th is answered with answers[i], later ones not at all.
 class ScriptedUsbPrinter {
 public:
     struct Options {
         std::string deviceUri = "usb://Sim/Laser%20M100?serial=42";
-        // Further "NAME=value" entries of the environment.
-        std::vector<std::string> environment;
-        // Close the back-channel once every answer has been written, so that any further read
-        // of the filter ends at once. Otherwise it stays open until the filter exits, and reads
-        // run into their time-outs.
+        std::vector<std::string> environment;  // further NAME=value entries
+        // Close the back-channel once every answer is written, so that further reads end at
+        // once; otherwise they run into their time-outs.
         bool closeWhenAnswered = true;
-        // The filter is killed after this long.
-        int limitMs = 30000;
-        // Run the filter in a mount namespace of its own with an empty /tmp (needs the right
-        // to create one, see privateTmpAvailable), so that the host's log marker file is
-        // neither seen nor touched. The command file must then live outside /tmp.
+        // An empty /tmp in a mount namespace of its own, so that the host's log marker is
+        // never seen; the command file must then live outside /tmp.
         bool privateTmp = true;
+        bool inheritFd4 = false;  // hand on this process's fd 4 (a scripted side channel)
     };
 
     // True when this process may give a child a private /tmp.
@@ -62,7 +47,7 @@ public:
     explicit ScriptedUsbPrinter(std::vector<PrinterAnswer> answers);
     ScriptedUsbPrinter(std::vector<PrinterAnswer> answers, Options options);
 
-    // Runs |filter| on |commandFile| to its end. Safe to call from several threads at once.
+    // Runs |filter| on |commandFile| to its end (killed after 30 s). Thread-safe.
     UsbFilterRun run(const std::string& filter, const std::string& commandFile) const;
 
 private:

@@ -1,0 +1,175 @@
+// Whole-program runs of the filter: scratch files, private namespaces, daemons, the simulator.
+#pragma once
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "helpers/PeerProcess.h"
+#include "helpers/PrivateTmp.h"
+#include "helpers/ScriptedUsbPrinter.h"
+#include "helpers/TestUtil.h"
+
+namespace e2e {
+
+using cfftest::PrinterAnswer;
+using cfftest::ScriptedUsbPrinter;
+using cfftest::UsbFilterRun;
+
+inline std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+inline void writeFile(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
+
+// A bundled simulator profile by name, or a profile file by its absolute path.
+inline std::string profile(const std::string& name) {
+    return name[0] == '/' ? name : std::string(CFF_SOURCE_DIR) + "/tools/simulator/profiles/" + name + ".yaml";
+}
+
+// A scratch directory under the build tree (the filter may get a /tmp of its own) holding
+// the command files "AutoConfigure" and "ReportLevels"; removed with the object.
+struct Scratch {
+    std::string dir;
+    Scratch() {
+        std::string pattern = std::string(CFF_BINARY_DIR) + "/cff-e2e-XXXXXX";
+        dir = mkdtemp(pattern.data()) ? pattern : "";
+        for (const char* command : {"AutoConfigure", "ReportLevels"}) writeFile(dir + "/" + command, command + std::string("\n"));
+    }
+    ~Scratch() {
+        std::error_code ignored;
+        std::filesystem::remove_all(dir, ignored);
+    }
+    std::string file(const std::string& name) const { return dir + "/" + name; }
+};
+
+// With the log marker /tmp/startlog present the filter names its log file on standard error,
+// which the tests compare byte for byte: the filter needs an empty /tmp of its own.
+#define SKIP_WITHOUT_PRIVATE_TMP()                                                               \
+    if (!e2e::ScriptedUsbPrinter::privateTmpAvailable()) {                                       \
+        GTEST_SKIP() << "no private mount namespace, so a log marker in /tmp could reach the filter"; \
+    }
+
+// Runs the filter on a network queue (inside the private network, whose /tmp is already
+// private) with |environment|; fd 4 is handed on when |sideChannel|.
+inline UsbFilterRun runNetworkFilter(const Scratch& scratch, const std::string& uri, const std::string& command,
+                                     std::vector<std::string> environment = {}, bool sideChannel = false) {
+    ScriptedUsbPrinter::Options options;
+    options.deviceUri = uri;
+    options.environment = std::move(environment);
+    options.privateTmp = false;
+    options.inheritFd4 = sideChannel;
+    return ScriptedUsbPrinter({}, options).run(CFF_FILTER_BINARY, scratch.file(command));
+}
+
+// Environment entries that make the filter see another host kernel.
+inline std::vector<std::string> host(const std::string& sysname, const std::string& release) {
+    return {std::string("LD_PRELOAD=") + CFF_FAKE_UNAME_LIBRARY, "CFF_FAKE_SYSNAME=" + sysname,
+            "CFF_FAKE_RELEASE=" + release};
+}
+
+// Runs "cffsim run-filter OPTIONS PROFILE -- filter" in a clean environment plus |environment|
+// and a private /tmp; returns what the simulator relays: the filter's stderr.
+inline std::string runUnderSimulator(const std::string& environment, const std::string& options,
+                                     const std::string& profileName, const std::string& commandFile) {
+    std::string command = "unshare --mount --propagation private sh -c '" + cfftest::privateTmpShell() +
+                          "exec \"$0\" \"$@\"' env -i PATH=/usr/bin:/bin" + cfftest::sanitizerEnvironmentWords() +
+                          " " + environment + " " + CFFSIM_BINARY + " run-filter " + options + " " +
+                          profile(profileName) + " -- " + CFF_FILTER_BINARY +
+                          " 42 maintenance commands 1 '' " + commandFile + " 2>/dev/null";
+    std::string relayed;
+    int status = cfftest::runCommand(command, relayed);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
+    return relayed;
+}
+
+// Runs the current test again in a copy of this program started by |launcher| (a shell
+// prefix that sets up namespaces and runs the rest of the line) and takes over its result;
+// launcher status 77 means "cannot set up" and skips the test.
+inline void rerunCurrentTest(const std::string& launcher) {
+    const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
+    std::string output;
+    int status = cfftest::runCommand(launcher + " " + cfftest::selfPath() + " --gtest_filter=" +
+                                         test->test_suite_name() + "." + test->name() + " 2>&1",
+                                     output);
+    int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    if (code == 77) GTEST_SKIP() << output;
+    EXPECT_EQ(code, 0) << output;
+    EXPECT_NE(output.find("[  PASSED  ] 1 test"), std::string::npos) << output;
+    EXPECT_EQ(output.find("[  SKIPPED ]"), std::string::npos) << output;
+}
+
+// True in the copy of the test program that runs inside the private network.
+inline bool insidePrivateNetwork() { return std::getenv("CFF_PRIVATE_NETWORK") != nullptr; }
+
+// Runs the current test again inside private network and mount namespaces: loopback up,
+// UDP 161 free to bind, and an empty /tmp; skips when the namespaces are not permitted.
+inline void rerunInPrivateNetwork() {
+    if (std::system("unshare -n -m true >/dev/null 2>&1") != 0) {
+        GTEST_SKIP() << "private network and mount namespaces are not permitted here";
+    }
+    rerunCurrentTest("CFF_PRIVATE_NETWORK=1 unshare -n -m --propagation private sh -c '" +
+                     cfftest::privateTmpShell(77) + "ip link set lo up || exit 77; exec \"$0\" \"$@\"'");
+}
+
+#define RUN_IN_PRIVATE_NETWORK()                                \
+    if (!e2e::insidePrivateNetwork()) {                         \
+        return e2e::rerunInPrivateNetwork();                    \
+    }
+
+// True once a socket of |table| ("udp" or "tcp") is bound to |address|:|port| in this network,
+// within 10 s.
+inline bool waitForPort(int port, const std::string& table = "udp", const std::string& address = "127.0.0.1") {
+    struct in_addr bound {};
+    inet_pton(AF_INET, address.c_str(), &bound);
+    char wanted[32];
+    // The kernel lists the address as the 32-bit number in host byte order.
+    std::snprintf(wanted, sizeof(wanted), "%08X:%04X", bound.s_addr, port);
+    for (int waited = 0; waited <= 10000; waited += 20) {
+        if (readFile("/proc/net/" + table).find(wanted) != std::string::npos) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+}
+
+// A program run in the background for one test, its output in |log|; killed at the end.
+struct Daemon : cfftest::PeerProcess {
+    std::string log;
+    Daemon(std::vector<std::string> argv, std::string logPath, std::vector<std::string> env = {}) : log(logPath) {
+        start({}, [argv, logPath, env]() mutable {
+            int fd = open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            dup2(fd, 1);
+            dup2(fd, 2);
+            for (std::string& entry : env) putenv(entry.data());
+            std::vector<char*> args;
+            for (std::string& arg : argv) args.push_back(arg.data());
+            args.push_back(nullptr);
+            execvp(args[0], args.data());
+            return 127;
+        });
+    }
+    ~Daemon() { wait(0); }
+    // The simulator's UDP printer for |profileName| at |address|, with |options|.
+    static std::vector<std::string> simulator(const std::string& profileName, std::vector<std::string> options = {},
+                                              const std::string& address = "127.0.0.1") {
+        std::vector<std::string> argv = {CFFSIM_BINARY, "udp", "--address", address};
+        argv.insert(argv.end(), options.begin(), options.end());
+        argv.push_back(profile(profileName));
+        return argv;
+    }
+};
+
+}  // namespace e2e
