@@ -4,19 +4,103 @@
 
 #include <cups/sidechannel.h>
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <map>
 #include <optional>
 
 #include "connection/CupsBackendConnection.h"
 #include "connection/CupsBackendSNMPConnection.h"
-#include "helpers/ScriptedBackChannel.h"
-#include "helpers/ScriptedSideChannel.h"
+#include "helpers/FdSlot.h"
+#include "helpers/PeerProcess.h"
 #include "helpers/TestUtil.h"
 
-using cfftest::secondsSince;
-using cfftest::text;
-using cfftest::now;
+using namespace cfftest;
+
+namespace {
+
+// A backend in a child that writes each chunk (bytes, after a pause in ms) with libcups into
+// the back-channel, whose read end it places on fd 3; then it keeps its end open unless
+// |closeWhenDone|. |nonBlocking|: both ends non-blocking, as cupsd makes them.
+struct BackChannelPeer {
+    FdSlot slot{3};
+    PeerProcess peer;
+    bool ok = false;
+
+    explicit BackChannelPeer(std::vector<std::pair<std::string, int>> chunks, bool nonBlocking = true,
+                             bool closeWhenDone = false) {
+        int ends[2];
+        if (pipe(ends) != 0) return;
+        for (int& fd : ends) {
+            fd = moveAboveTen(fd);
+            if (nonBlocking) fcntl(fd, F_SETFL, O_NONBLOCK);
+        }
+        ok = peer.start({{ends[1], 3}}, [=] {
+            for (const auto& [bytes, delayMs] : chunks) {
+                usleep(delayMs * 1000);
+                cupsBackChannelWrite(bytes.data(), bytes.size(), 5.0);
+            }
+            if (!closeWhenDone) sleep(30);  // ended by the destructor
+            return 0;
+        });
+        close(ends[1]);
+        ok = ok && slot.place(ends[0]);
+    }
+    ~BackChannelPeer() { peer.wait(0); }
+};
+
+// A backend in a child on the other end of the side channel, which it places on fd 4
+// (non-blocking, as cupsd makes it): every request is answered after |delayMs| with no data
+// and statuses[command], else OK. stop() restores fd 4 and gives the commands received.
+class SideChannelPeer {
+public:
+    explicit SideChannelPeer(std::map<int, int> statuses, int delayMs = 0) {
+        int pair[2], report[2];
+        if (socketpair(AF_LOCAL, SOCK_STREAM, 0, pair) != 0 || pipe(report) != 0) return;
+        for (int* fd : {&pair[0], &pair[1], &report[0], &report[1]}) *fd = moveAboveTen(*fd);
+        for (int fd : pair) fcntl(fd, F_SETFL, O_NONBLOCK);
+        report_ = report[0];
+        ok = peer_.start({{pair[1], 4}, {report[1], 5}}, [=] {
+            char data[65540];
+            for (pollfd entry{4, POLLIN, 0}; poll(&entry, 1, -1) > 0 && recv(4, data, 1, MSG_PEEK) > 0;) {
+                cups_sc_command_t command;
+                cups_sc_status_t status;
+                int length = sizeof(data);
+                if (cupsSideChannelRead(&command, &status, data, &length, 1.0) != 0) return 1;
+                char recorded = static_cast<char>(command);
+                (void)!write(5, &recorded, 1);
+                usleep(delayMs * 1000);
+                auto given = statuses.find(command);
+                status = static_cast<cups_sc_status_t>(given != statuses.end() ? given->second : CUPS_SC_STATUS_OK);
+                if (cupsSideChannelWrite(command, status, "", 0, 1.0) != 0) return 1;
+            }
+            return 0;
+        });
+        close(pair[1]);
+        close(report[1]);
+        ok = ok && slot_.place(pair[0]);
+    }
+    ~SideChannelPeer() { stop(); }
+
+    std::string stop() {
+        slot_.restore();  // closing our end ends the peer's loop
+        peer_.wait();
+        char chunk[64];
+        for (ssize_t got; report_ >= 0 && (got = read(report_, chunk, sizeof(chunk))) > 0;) commands_.append(chunk, got);
+        if (report_ >= 0) close(std::exchange(report_, -1));
+        return commands_;
+    }
+
+    bool ok = false;
+
+private:
+    FdSlot slot_{4};
+    PeerProcess peer_;
+    int report_ = -1;
+    std::string commands_;
+};
 
 TEST(CupsBackendConnection, FailedWriteIsSettledByDrainOrFails) {
     struct {
@@ -34,16 +118,16 @@ TEST(CupsBackendConnection, FailedWriteIsSettledByDrainOrFails) {
         SCOPED_TRACE(c.what);
         int ends[2];
         ASSERT_EQ(pipe(ends), 0);
-        int readEnd = cfftest::moveAboveTen(ends[0]), writeEnd = cfftest::moveAboveTen(ends[1]);
+        int readEnd = moveAboveTen(ends[0]), writeEnd = moveAboveTen(ends[1]);
         fcntl(writeEnd, F_SETFL, O_NONBLOCK);
         while (!c.readerGone && write(writeEnd, std::string(4096, 'f').data(), 4096) > 0) {
         }
         if (c.readerGone) close(readEnd);
         FILE* output = fdopen(writeEnd, "w");
-        cfftest::ScriptedSideChannel backend({{}, {{CUPS_SC_CMD_DRAIN_OUTPUT, c.drainStatus}}});
-        ASSERT_TRUE(backend.ok());
+        SideChannelPeer backend({{CUPS_SC_CMD_DRAIN_OUTPUT, c.drainStatus}});
+        ASSERT_TRUE(backend.ok);
         {
-            cfftest::FdSlot sideChannel(4);
+            FdSlot sideChannel(4);
             if (!c.sideChannel) close(4);
             CupsBackendConnection::setOutputStream(output);
             CupsBackendConnection connection;
@@ -54,9 +138,7 @@ TEST(CupsBackendConnection, FailedWriteIsSettledByDrainOrFails) {
             EXPECT_EQ(connection.doWrite(nullptr), -1);
             CupsBackendConnection::setOutputStream(nullptr);
         }
-        auto requests = backend.stop();
-        ASSERT_EQ(requests.size(), c.drains);
-        for (const auto& request : requests) EXPECT_EQ(request.command, CUPS_SC_CMD_DRAIN_OUTPUT);
+        EXPECT_EQ(backend.stop(), std::string(c.drains, static_cast<char>(CUPS_SC_CMD_DRAIN_OUTPUT)));
         std::fclose(output);
         if (!c.readerGone) close(readEnd);
     }
@@ -67,8 +149,8 @@ TEST(CupsBackendConnection, ReadsWhatArrivesWithinTwoAttemptsAtMost512BytesAtATi
     big[511] = 'X';
     for (bool nonBlocking : {true, false}) {
         SCOPED_TRACE(nonBlocking ? "non-blocking" : "blocking");
-        cfftest::ScriptedBackChannel backend({{std::string("\x01\x00", 2), 250}, {big, 50}}, nonBlocking);
-        ASSERT_TRUE(backend.ok());
+        BackChannelPeer backend({{std::string("\x01\x00", 2), 250}, {big, 50}}, nonBlocking);
+        ASSERT_TRUE(backend.ok);
         CupsBackendConnection connection;
         connection.setTimeoutVal(0.15);  // the first attempt misses the answer, the second catches it
         Data answer;
@@ -100,10 +182,10 @@ TEST(CupsBackendConnection, ReadFailsPromptlyWithoutUsableBackChannel) {
     alarm(20);  // should a read hang, the alarm ends the program loudly
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        cfftest::FdSlot slot(3);
-        std::optional<cfftest::ScriptedBackChannel> backend;
+        FdSlot slot(3);
+        std::optional<BackChannelPeer> backend;
         if (c.noFd3) close(3);
-        else backend.emplace(std::vector<cfftest::BackChannelChunk>{}, c.nonBlocking, c.closeWhenDone);
+        else backend.emplace(std::vector<std::pair<std::string, int>>{}, c.nonBlocking, c.closeWhenDone);
         CupsBackendConnection connection;
         connection.setTimeoutVal(c.noFd3 ? 5.0 : 0.1);
         Data answer;
@@ -116,22 +198,20 @@ TEST(CupsBackendConnection, ReadFailsPromptlyWithoutUsableBackChannel) {
     alarm(0);
 }
 
-// Successful walks run in the whole-program tests against scripted, simulated and real backends.
+// Successful walks run in the whole-program tests against simulated and real backends.
 TEST(CupsBackendSNMPConnection, WalkThatFailsGivesMinusOne) {
     CupsBackendSNMPConnection connection;
     connection.setTimeoutVal(0.3);
     Data request{std::string("1.3.6.1.2.1.43.11.1.1.9")}, empty, answer;
-    struct {
-        int status, delayMs;
-    } backends[] = {{CUPS_SC_STATUS_NOT_IMPLEMENTED, 0}, {CUPS_SC_STATUS_OK, 800}};
-    for (const auto& b : backends) {
-        cfftest::ScriptedSideChannel backend({{{"1.3.6.1.2.1.43.11.1.1.9.1.1", "100"}}, {{CUPS_SC_CMD_SNMP_GET_NEXT, b.status}}, b.delayMs});
-        ASSERT_TRUE(backend.ok());
+    for (auto [status, delayMs] : {std::pair{CUPS_SC_STATUS_NOT_IMPLEMENTED, 0}, std::pair{CUPS_SC_STATUS_OK, 800}}) {
+        SideChannelPeer backend({{CUPS_SC_CMD_SNMP_GET_NEXT, status}}, delayMs);
+        ASSERT_TRUE(backend.ok);
         auto start = now();
-        EXPECT_EQ(connection.doWrite(&request), -1) << b.status << " after " << b.delayMs << " ms";
+        EXPECT_EQ(connection.doWrite(&request), -1) << status << " after " << delayMs << " ms";
         EXPECT_LT(secondsSince(start), 0.75);
+        EXPECT_EQ(backend.stop(), std::string(1, static_cast<char>(CUPS_SC_CMD_SNMP_GET_NEXT)));
     }
-    cfftest::FdSlot sideChannel(4);
+    FdSlot sideChannel(4);
     close(4);
     EXPECT_EQ(connection.doWrite(&request), -1);
     EXPECT_EQ(connection.doWrite(&empty), -1);
@@ -141,12 +221,11 @@ TEST(CupsBackendSNMPConnection, WalkThatFailsGivesMinusOne) {
 
 TEST(CupsBackendSNMPConnection, KeepsTheGivenLengthDropsEmptyPartsAndBoundsTheText) {
     CupsBackendSNMPConnection connection;
-    CupsBackendSNMPConnection::CupsBackendSNMWalkCB("1.2.1", "12345", 3, &connection);
-    CupsBackendSNMPConnection::CupsBackendSNMWalkCB("1.2.2", "a\0b", 3, &connection);
-    CupsBackendSNMPConnection::CupsBackendSNMWalkCB("1.2.3", "", 0, &connection);
-    CupsBackendSNMPConnection::CupsBackendSNMWalkCB("1.2.4", nullptr, 5, &connection);
-    CupsBackendSNMPConnection::CupsBackendSNMWalkCB("1.2.5", "x", -1, &connection);
-    CupsBackendSNMPConnection::CupsBackendSNMWalkCB(nullptr, "x", 1, &connection);
+    for (auto [oid, data, length] : std::vector<std::tuple<const char*, const char*, int>>{
+             {"1.2.1", "12345", 3}, {"1.2.2", "a\0b", 3}, {"1.2.3", "", 0}, {"1.2.4", nullptr, 5}, {"1.2.5", "x", -1},
+             {nullptr, "x", 1}}) {
+        CupsBackendSNMPConnection::CupsBackendSNMWalkCB(oid, data, length, &connection);
+    }
     CupsBackendSNMPConnection::CupsBackendSNMWalkCB("1.2.6", "x", 1, nullptr);
     Data answer;
     ASSERT_EQ(connection.doRead(answer), 0);
@@ -162,3 +241,5 @@ TEST(CupsBackendSNMPConnection, KeepsTheGivenLengthDropsEmptyPartsAndBoundsTheTe
     EXPECT_LE(static_cast<size_t>(answer.size()), CupsBackendSNMPConnection::kMaxCollectedBytes + stored);
     EXPECT_TRUE(connection.putSnmpResponse("1.3", value));  // the bound applies between reads
 }
+
+}  // namespace

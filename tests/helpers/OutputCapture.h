@@ -1,28 +1,26 @@
 // OutputCapture: collects what the test process itself writes to fd 1 or 2.
 #pragma once
 
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <fstream>
 #include <iostream>
+#include <iterator>
 #include <string>
 
 class OutputCapture {
 public:
     // Sends |fd| into an unlinked temporary file until text() or destruction.
-    explicit OutputCapture(int fd) : fd_(fd) {
-        char path[] = "/tmp/cff-capture-XXXXXX";
-        file_ = mkstemp(path);
-        if (file_ < 0) return;
-        unlink(path);
+    explicit OutputCapture(int fd) : fd_(fd), file_(std::tmpfile()) {
+        if (file_ == nullptr) return;
         flushAll();
         saved_ = dup(fd_);
-        dup2(file_, fd_);
+        dup2(fileno(file_), fd_);
     }
     ~OutputCapture() {
         text();
-        if (file_ >= 0) close(file_);
+        if (file_ != nullptr) std::fclose(file_);
     }
     OutputCapture(const OutputCapture&) = delete;
     OutputCapture& operator=(const OutputCapture&) = delete;
@@ -35,12 +33,9 @@ public:
             close(saved_);
             saved_ = -1;
         }
-        std::string collected;
-        char buffer[4096];
-        for (ssize_t got; file_ >= 0 && (got = pread(file_, buffer, sizeof buffer, collected.size())) > 0;) {
-            collected.append(buffer, static_cast<size_t>(got));
-        }
-        return collected;
+        if (file_ == nullptr) return "";
+        std::ifstream in("/proc/self/fd/" + std::to_string(fileno(file_)), std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     }
 
 private:
@@ -50,5 +45,6 @@ private:
         std::fflush(nullptr);
     }
 
-    int fd_, saved_ = -1, file_ = -1;
+    int fd_, saved_ = -1;
+    std::FILE* file_;
 };

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "core/Data.h"
-#include "protocol/Protocol.h"
 #include "support/Utility.h"
 
 namespace cfftest {
@@ -38,15 +37,8 @@ inline std::string text(const Data& data) {
 
 inline std::chrono::steady_clock::time_point now() { return std::chrono::steady_clock::now(); }
 inline double secondsSince(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return std::chrono::duration<double>(now() - start).count();
 }
-
-// A protocol that only names the port a connection should use.
-class PortProtocol : public Protocol {
-public:
-    explicit PortProtocol(int port) : Protocol(nullptr) { setProtocolPort(port); }
-    int doRequest(Data*, Data&) override { return -1; }
-};
 
 // The host facts (uname result, system name, release) replaced while it lives.
 struct FakeHost {

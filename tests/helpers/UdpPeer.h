@@ -1,11 +1,17 @@
 // UdpPeer: a scripted UDP device that records the datagrams it receives and answers them.
 #pragma once
 
-#include <condition_variable>
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "helpers/FdSlot.h"
 
 namespace cfftest {
 
@@ -15,27 +21,63 @@ class UdpPeer {
 public:
     using Replies = std::vector<std::vector<std::string>>;
 
-    explicit UdpPeer(Replies replies = {}, const std::string& address = "127.0.0.1", int port = 0);
-    ~UdpPeer();
+    explicit UdpPeer(Replies replies = {}, const std::string& address = "127.0.0.1", int port = 0)
+        : replies_(std::move(replies)) {
+        sockaddr_in local{};
+        local.sin_family = AF_INET;
+        local.sin_port = htons(static_cast<uint16_t>(port));
+        socklen_t length = sizeof(local);
+        timeval tick{0, 20000};  // how often the thread looks whether to stop
+        int fd = moveAboveTen(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        if (fd < 0 || inet_pton(AF_INET, address.c_str(), &local.sin_addr) != 1 ||
+            bind(fd, reinterpret_cast<sockaddr*>(&local), sizeof(local)) != 0 ||
+            getsockname(fd, reinterpret_cast<sockaddr*>(&local), &length) != 0 ||
+            setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tick, sizeof(tick)) != 0) {
+            if (fd >= 0) close(fd);
+            return;
+        }
+        port_ = ntohs(local.sin_port);
+        socket_ = fd;
+        thread_ = std::thread([this] { serve(); });
+    }
+    ~UdpPeer() {
+        stop_ = true;
+        if (thread_.joinable()) thread_.join();
+        if (socket_ >= 0) close(socket_);
+    }
     UdpPeer(const UdpPeer&) = delete;
     UdpPeer& operator=(const UdpPeer&) = delete;
 
     bool ok() const { return socket_ >= 0; }
     int port() const { return port_; }
-    std::vector<std::string> received() const;
-    // Waits until |count| datagrams have arrived or |timeoutMs| passed; true if they did.
-    bool waitForDatagrams(size_t count, int timeoutMs) const;
+    std::vector<std::string> received() const {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return received_;
+    }
 
 private:
-    void serve();
+    void serve() {
+        std::vector<char> buffer(65536);
+        while (!stop_) {
+            sockaddr_storage sender;
+            socklen_t senderLength = sizeof(sender);
+            ssize_t count = recvfrom(socket_, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&sender),
+                                     &senderLength);
+            if (count < 0) continue;
+            std::lock_guard<std::mutex> lock(mutex_);
+            received_.emplace_back(buffer.data(), static_cast<size_t>(count));
+            if (received_.size() > replies_.size()) continue;
+            for (const std::string& reply : replies_[received_.size() - 1]) {
+                sendto(socket_, reply.data(), reply.size(), 0, reinterpret_cast<sockaddr*>(&sender), senderLength);
+            }
+        }
+    }
 
     Replies replies_;
-    int socket_ = -1;
-    int port_ = 0;
-    int wake_[2] = {-1, -1};
+    int socket_ = -1, port_ = 0;
+    std::atomic<bool> stop_{false};
     std::thread thread_;
     mutable std::mutex mutex_;
-    mutable std::condition_variable arrived_;
     std::vector<std::string> received_;
 };
 
