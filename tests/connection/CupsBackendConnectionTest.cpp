@@ -8,8 +8,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <functional>
 #include <map>
-#include <optional>
 
 #include "connection/CupsBackendConnection.h"
 #include "connection/CupsBackendSNMPConnection.h"
@@ -21,86 +21,76 @@ using namespace cfftest;
 
 namespace {
 
-// A backend in a child that writes each chunk (bytes, after a pause in ms) with libcups into
-// the back-channel, whose read end it places on fd 3; then it keeps its end open unless
-// |closeWhenDone|. |nonBlocking|: both ends non-blocking, as cupsd makes them.
-struct BackChannelPeer {
-    FdSlot slot{3};
-    PeerProcess peer;
-    bool ok = false;
-
-    explicit BackChannelPeer(std::vector<std::pair<std::string, int>> chunks, bool nonBlocking = true,
-                             bool closeWhenDone = false) {
-        int ends[2];
-        if (pipe(ends) != 0) return;
-        for (int& fd : ends) {
-            fd = moveAboveTen(fd);
-            if (nonBlocking) fcntl(fd, F_SETFL, O_NONBLOCK);
-        }
-        ok = peer.start({{ends[1], 3}}, [=] {
-            for (const auto& [bytes, delayMs] : chunks) {
-                usleep(delayMs * 1000);
-                cupsBackChannelWrite(bytes.data(), bytes.size(), 5.0);
-            }
-            if (!closeWhenDone) sleep(30);  // ended by the destructor
-            return 0;
-        });
-        close(ends[1]);
-        ok = ok && slot.place(ends[0]);
-    }
-    ~BackChannelPeer() { peer.wait(0); }
-};
-
-// A backend in a child on the other end of the side channel, which it places on fd 4
-// (non-blocking, as cupsd makes it): every request is answered after |delayMs| with no data
-// and statuses[command], else OK. stop() restores fd 4 and gives the commands received.
-class SideChannelPeer {
+// A backend in a child, next to this process as the filter: one end of a pipe (fd 3, the
+// back-channel) or socket pair (fd 4, the side channel) is on |fd| in both, non-blocking as
+// cupsd makes them unless told otherwise. The child runs |body|, which may report on fd 5.
+class BackendPeer {
 public:
-    explicit SideChannelPeer(std::map<int, int> statuses, int delayMs = 0) {
-        int pair[2], report[2];
-        if (socketpair(AF_LOCAL, SOCK_STREAM, 0, pair) != 0 || pipe(report) != 0) return;
-        for (int* fd : {&pair[0], &pair[1], &report[0], &report[1]}) *fd = moveAboveTen(*fd);
-        for (int fd : pair) fcntl(fd, F_SETFL, O_NONBLOCK);
+    BackendPeer(int fd, std::function<int()> body, bool nonBlocking = true) : slot_(fd) {
+        int ends[2], report[2];
+        if ((fd == 3 ? pipe(ends) : socketpair(AF_LOCAL, SOCK_STREAM, 0, ends)) != 0 || pipe(report) != 0) return;
+        for (int* end : {&ends[0], &ends[1], &report[0], &report[1]}) *end = moveAboveTen(*end);
+        for (int end : ends) fcntl(end, F_SETFL, nonBlocking ? O_NONBLOCK : 0);
         report_ = report[0];
-        ok = peer_.start({{pair[1], 4}, {report[1], 5}}, [=] {
-            char data[65540];
-            for (pollfd entry{4, POLLIN, 0}; poll(&entry, 1, -1) > 0 && recv(4, data, 1, MSG_PEEK) > 0;) {
-                cups_sc_command_t command;
-                cups_sc_status_t status;
-                int length = sizeof(data);
-                if (cupsSideChannelRead(&command, &status, data, &length, 1.0) != 0) return 1;
-                char recorded = static_cast<char>(command);
-                (void)!write(5, &recorded, 1);
-                usleep(delayMs * 1000);
-                auto given = statuses.find(command);
-                status = static_cast<cups_sc_status_t>(given != statuses.end() ? given->second : CUPS_SC_STATUS_OK);
-                if (cupsSideChannelWrite(command, status, "", 0, 1.0) != 0) return 1;
-            }
-            return 0;
-        });
-        close(pair[1]);
+        ok = peer_.start({{ends[1], fd}, {report[1], 5}}, std::move(body));
+        close(ends[1]);
         close(report[1]);
-        ok = ok && slot_.place(pair[0]);
+        ok = ok && slot_.place(ends[0]);
     }
-    ~SideChannelPeer() { stop(); }
+    ~BackendPeer() { stop(); }
 
+    // Ends the peer, restores the descriptor and returns what the peer reported.
     std::string stop() {
-        slot_.restore();  // closing our end ends the peer's loop
-        peer_.wait();
+        peer_.wait(0);
+        slot_.restore();
         char chunk[64];
-        for (ssize_t got; report_ >= 0 && (got = read(report_, chunk, sizeof(chunk))) > 0;) commands_.append(chunk, got);
+        for (ssize_t got; report_ >= 0 && (got = read(report_, chunk, sizeof(chunk))) > 0;) reported_.append(chunk, got);
         if (report_ >= 0) close(std::exchange(report_, -1));
-        return commands_;
+        return reported_;
     }
 
     bool ok = false;
 
 private:
-    FdSlot slot_{4};
+    FdSlot slot_;
     PeerProcess peer_;
     int report_ = -1;
-    std::string commands_;
+    std::string reported_;
 };
+
+// Writes each chunk (bytes, after a pause in ms) into the back-channel with libcups; then keeps
+// its end open unless |closeWhenDone|.
+std::function<int()> writes(std::vector<std::pair<std::string, int>> chunks, bool closeWhenDone = false) {
+    return [=] {
+        for (const auto& [bytes, delayMs] : chunks) {
+            usleep(delayMs * 1000);
+            cupsBackChannelWrite(bytes.data(), bytes.size(), 5.0);
+        }
+        if (!closeWhenDone) sleep(30);  // until stop()
+        return 0;
+    };
+}
+
+// Answers each side-channel request after |delayMs| with no data and statuses[command], else
+// OK, and reports the command as one byte.
+std::function<int()> answers(std::map<int, int> statuses, int delayMs = 0) {
+    return [=] {
+        char data[65540];
+        for (pollfd entry{4, POLLIN, 0}; poll(&entry, 1, -1) > 0;) {
+            cups_sc_command_t command;
+            cups_sc_status_t status;
+            int length = sizeof(data);
+            if (cupsSideChannelRead(&command, &status, data, &length, 1.0) != 0) return 1;
+            char recorded = static_cast<char>(command);
+            (void)!write(5, &recorded, 1);
+            usleep(delayMs * 1000);
+            auto given = statuses.find(command);
+            status = static_cast<cups_sc_status_t>(given != statuses.end() ? given->second : CUPS_SC_STATUS_OK);
+            if (cupsSideChannelWrite(command, status, "", 0, 1.0) != 0) return 1;
+        }
+        return 0;
+    };
+}
 
 TEST(CupsBackendConnection, FailedWriteIsSettledByDrainOrFails) {
     struct {
@@ -124,7 +114,7 @@ TEST(CupsBackendConnection, FailedWriteIsSettledByDrainOrFails) {
         }
         if (c.readerGone) close(readEnd);
         FILE* output = fdopen(writeEnd, "w");
-        SideChannelPeer backend({{CUPS_SC_CMD_DRAIN_OUTPUT, c.drainStatus}});
+        BackendPeer backend(4, answers({{CUPS_SC_CMD_DRAIN_OUTPUT, c.drainStatus}}));
         ASSERT_TRUE(backend.ok);
         {
             FdSlot sideChannel(4);
@@ -149,7 +139,7 @@ TEST(CupsBackendConnection, ReadsWhatArrivesWithinTwoAttemptsAtMost512BytesAtATi
     big[511] = 'X';
     for (bool nonBlocking : {true, false}) {
         SCOPED_TRACE(nonBlocking ? "non-blocking" : "blocking");
-        BackChannelPeer backend({{std::string("\x01\x00", 2), 250}, {big, 50}}, nonBlocking);
+        BackendPeer backend(3, writes({{std::string("\x01\x00", 2), 250}, {big, 50}}), nonBlocking);
         ASSERT_TRUE(backend.ok);
         CupsBackendConnection connection;
         connection.setTimeoutVal(0.15);  // the first attempt misses the answer, the second catches it
@@ -182,10 +172,8 @@ TEST(CupsBackendConnection, ReadFailsPromptlyWithoutUsableBackChannel) {
     alarm(20);  // should a read hang, the alarm ends the program loudly
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        FdSlot slot(3);
-        std::optional<BackChannelPeer> backend;
+        BackendPeer backend(3, writes({}, c.closeWhenDone), c.nonBlocking);
         if (c.noFd3) close(3);
-        else backend.emplace(std::vector<std::pair<std::string, int>>{}, c.nonBlocking, c.closeWhenDone);
         CupsBackendConnection connection;
         connection.setTimeoutVal(c.noFd3 ? 5.0 : 0.1);
         Data answer;
@@ -204,7 +192,7 @@ TEST(CupsBackendSNMPConnection, WalkThatFailsGivesMinusOne) {
     connection.setTimeoutVal(0.3);
     Data request{std::string("1.3.6.1.2.1.43.11.1.1.9")}, empty, answer;
     for (auto [status, delayMs] : {std::pair{CUPS_SC_STATUS_NOT_IMPLEMENTED, 0}, std::pair{CUPS_SC_STATUS_OK, 800}}) {
-        SideChannelPeer backend({{CUPS_SC_CMD_SNMP_GET_NEXT, status}}, delayMs);
+        BackendPeer backend(4, answers({{CUPS_SC_CMD_SNMP_GET_NEXT, status}}, delayMs));
         ASSERT_TRUE(backend.ok);
         auto start = now();
         EXPECT_EQ(connection.doWrite(&request), -1) << status << " after " << delayMs << " ms";

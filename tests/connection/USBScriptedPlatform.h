@@ -6,6 +6,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "connection/UsbPlatform.h"
@@ -25,27 +26,17 @@ struct ScriptedDevice {
     std::vector<ScriptedInterface> interfaces;
 };
 
-struct ScriptedRead {
-    int status;
-    std::vector<unsigned char> bytes;
-};
-
-struct RecordedRead {
-    int pipeRef;
-    uint32_t size, noDataTimeout, completionTimeout;
-};
-
 class USBScriptedPlatform : public UsbPlatform {
 public:
     std::vector<ScriptedDevice> devices;
     int listStatus = kUsbSuccess, matchStatus = kUsbSuccess, writeStatus = kUsbSuccess;
-    std::deque<ScriptedRead> reads;  // answers of the next reads; none left: time-out
+    std::deque<std::pair<int, std::vector<unsigned char>>> reads;  // status and bytes of the next reads; none left: time-out
 
     // What happened, in order: "open 7/1", "close 7/1", "release 255/0", "clear stall 2".
     std::vector<std::string> events;
     int listCalls = 0;
     std::vector<std::pair<int, std::vector<unsigned char>>> writes;
-    std::vector<RecordedRead> readCalls;
+    std::vector<std::tuple<int, uint32_t, uint32_t, uint32_t>> readCalls;  // pipe, size, no-data and completion time-outs
 
     int listDevices(std::vector<UsbDeviceProperties>& out) override {
         ++listCalls;
@@ -57,7 +48,7 @@ public:
     int matchDevices(int vendorId, int productId, std::vector<std::unique_ptr<UsbDeviceEntry>>& entries) override {
         for (ScriptedDevice& d : devices) {
             if (matchStatus == kUsbSuccess && d.properties.vendorId == vendorId && d.properties.productId == productId) {
-                entries.push_back(std::make_unique<Entry>(this, &d));
+                entries.push_back(std::make_unique<Node>(this, &d));
             }
         }
         return matchStatus;
@@ -84,15 +75,12 @@ private:
             return p_->writeStatus;
         }
         int readPipe(uint8_t ref, unsigned char* buffer, uint32_t& size, uint32_t noData, uint32_t completion) override {
-            p_->readCalls.push_back({ref, size, noData, completion});
-            ScriptedRead read{kIOUSBTransactionTimeout, {}};
-            if (!p_->reads.empty()) {
-                read = p_->reads.front();
-                p_->reads.pop_front();
-            }
-            size = static_cast<uint32_t>(std::min<size_t>(size, read.bytes.size()));
-            std::copy(read.bytes.begin(), read.bytes.begin() + size, buffer);
-            return read.status;
+            p_->readCalls.emplace_back(ref, size, noData, completion);
+            auto [status, bytes] = p_->reads.empty() ? std::pair{kIOUSBTransactionTimeout, std::vector<unsigned char>{}} : p_->reads.front();
+            if (!p_->reads.empty()) p_->reads.pop_front();
+            size = static_cast<uint32_t>(std::min<size_t>(size, bytes.size()));
+            std::copy(bytes.begin(), bytes.begin() + size, buffer);
+            return status;
         }
         int clearPipeStall(uint8_t ref) override {
             return p_->events.push_back("clear stall " + std::to_string(ref)), kUsbSuccess;
@@ -104,36 +92,26 @@ private:
         std::string name_;
     };
 
-    struct PlugIn : UsbInterfacePlugIn {
-        PlugIn(USBScriptedPlatform* p, const ScriptedInterface* s) : p_(p), s_(s) {}
-        int queryInterface(std::unique_ptr<UsbInterface>& out) override {
-            if (s_->queryStatus == kUsbSuccess && s_->givesObject) out = std::make_unique<Interface>(p_, s_);
-            return s_->queryStatus;
+    // A registry entry, its device and, given an interface, that interface's plug-in.
+    struct Node : UsbDeviceEntry, UsbDevice, UsbInterfacePlugIn {
+        Node(USBScriptedPlatform* p, const ScriptedDevice* d, const ScriptedInterface* i = nullptr) : p_(p), d_(d), i_(i) {}
+        int openDevice(std::unique_ptr<UsbDevice>& out) override {
+            if (d_->openStatus == kUsbSuccess && d_->givesDevice) out = std::make_unique<Node>(p_, d_);
+            return d_->openStatus;
         }
-        USBScriptedPlatform* p_;
-        const ScriptedInterface* s_;
-    };
-
-    struct Device : UsbDevice {
-        Device(USBScriptedPlatform* p, const ScriptedDevice* s) : p_(p), s_(s) {}
-        int getInterfaceCount() override { return static_cast<int>(s_->interfaces.size()); }
+        int getInterfaceCount() override { return static_cast<int>(d_->interfaces.size()); }
         int createInterfacePlugIn(int index, std::unique_ptr<UsbInterfacePlugIn>& out) override {
-            const ScriptedInterface& i = s_->interfaces.at(static_cast<size_t>(index));
-            if (i.plugInStatus == kUsbSuccess && i.givesPlugIn) out = std::make_unique<PlugIn>(p_, &i);
+            const ScriptedInterface& i = d_->interfaces.at(static_cast<size_t>(index));
+            if (i.plugInStatus == kUsbSuccess && i.givesPlugIn) out = std::make_unique<Node>(p_, d_, &i);
             return i.plugInStatus;
         }
-        USBScriptedPlatform* p_;
-        const ScriptedDevice* s_;
-    };
-
-    struct Entry : UsbDeviceEntry {
-        Entry(USBScriptedPlatform* p, const ScriptedDevice* s) : p_(p), s_(s) {}
-        int openDevice(std::unique_ptr<UsbDevice>& out) override {
-            if (s_->openStatus == kUsbSuccess && s_->givesDevice) out = std::make_unique<Device>(p_, s_);
-            return s_->openStatus;
+        int queryInterface(std::unique_ptr<UsbInterface>& out) override {
+            if (i_->queryStatus == kUsbSuccess && i_->givesObject) out = std::make_unique<Interface>(p_, i_);
+            return i_->queryStatus;
         }
         USBScriptedPlatform* p_;
-        const ScriptedDevice* s_;
+        const ScriptedDevice* d_;
+        const ScriptedInterface* i_;
     };
 };
 
