@@ -7,23 +7,19 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <memory>
 #include <string>
 
 class OutputCapture {
 public:
     // Sends |fd| into an unlinked temporary file until text() or destruction.
-    explicit OutputCapture(int fd) : fd_(fd), file_(std::tmpfile()) {
+    explicit OutputCapture(int fd) : fd_(fd) {
         if (file_ == nullptr) return;
         flushAll();
         saved_ = dup(fd_);
-        dup2(fileno(file_), fd_);
+        dup2(fileno(file_.get()), fd_);
     }
-    ~OutputCapture() {
-        text();
-        if (file_ != nullptr) std::fclose(file_);
-    }
-    OutputCapture(const OutputCapture&) = delete;
-    OutputCapture& operator=(const OutputCapture&) = delete;
+    ~OutputCapture() { text(); }
 
     // Restores the descriptor and returns everything written to it so far.
     std::string text() {
@@ -34,7 +30,7 @@ public:
             saved_ = -1;
         }
         if (file_ == nullptr) return "";
-        std::ifstream in("/proc/self/fd/" + std::to_string(fileno(file_)), std::ios::binary);
+        std::ifstream in("/proc/self/fd/" + std::to_string(fileno(file_.get())), std::ios::binary);
         return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     }
 
@@ -46,5 +42,5 @@ private:
     }
 
     int fd_, saved_ = -1;
-    std::FILE* file_;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{std::tmpfile(), &std::fclose};
 };

@@ -21,11 +21,8 @@ class UdpPeer {
 public:
     using Replies = std::vector<std::vector<std::string>>;
 
-    explicit UdpPeer(Replies replies = {}, const std::string& address = "127.0.0.1", int port = 0)
-        : replies_(std::move(replies)) {
-        sockaddr_in local{};
-        local.sin_family = AF_INET;
-        local.sin_port = htons(static_cast<uint16_t>(port));
+    explicit UdpPeer(Replies replies = {}, const std::string& address = "127.0.0.1", int port = 0) {
+        sockaddr_in local{AF_INET, htons(static_cast<uint16_t>(port)), {}, {}};
         socklen_t length = sizeof(local);
         timeval tick{0, 20000};  // how often the thread looks whether to stop
         int fd = moveAboveTen(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
@@ -38,15 +35,28 @@ public:
         }
         port_ = ntohs(local.sin_port);
         socket_ = fd;
-        thread_ = std::thread([this] { serve(); });
+        thread_ = std::thread([this, replies = std::move(replies)] {
+            std::vector<char> buffer(65536);
+            while (!stop_) {
+                sockaddr_storage sender;
+                socklen_t senderLength = sizeof(sender);
+                auto* from = reinterpret_cast<sockaddr*>(&sender);
+                ssize_t count = recvfrom(socket_, buffer.data(), buffer.size(), 0, from, &senderLength);
+                if (count < 0) continue;
+                std::lock_guard<std::mutex> lock(mutex_);
+                received_.emplace_back(buffer.data(), static_cast<size_t>(count));
+                if (received_.size() > replies.size()) continue;
+                for (const std::string& reply : replies[received_.size() - 1]) {
+                    sendto(socket_, reply.data(), reply.size(), 0, from, senderLength);
+                }
+            }
+        });
     }
     ~UdpPeer() {
         stop_ = true;
         if (thread_.joinable()) thread_.join();
         if (socket_ >= 0) close(socket_);
     }
-    UdpPeer(const UdpPeer&) = delete;
-    UdpPeer& operator=(const UdpPeer&) = delete;
 
     bool ok() const { return socket_ >= 0; }
     int port() const { return port_; }
@@ -56,24 +66,6 @@ public:
     }
 
 private:
-    void serve() {
-        std::vector<char> buffer(65536);
-        while (!stop_) {
-            sockaddr_storage sender;
-            socklen_t senderLength = sizeof(sender);
-            ssize_t count = recvfrom(socket_, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&sender),
-                                     &senderLength);
-            if (count < 0) continue;
-            std::lock_guard<std::mutex> lock(mutex_);
-            received_.emplace_back(buffer.data(), static_cast<size_t>(count));
-            if (received_.size() > replies_.size()) continue;
-            for (const std::string& reply : replies_[received_.size() - 1]) {
-                sendto(socket_, reply.data(), reply.size(), 0, reinterpret_cast<sockaddr*>(&sender), senderLength);
-            }
-        }
-    }
-
-    Replies replies_;
     int socket_ = -1, port_ = 0;
     std::atomic<bool> stop_{false};
     std::thread thread_;
