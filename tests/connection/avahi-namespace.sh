@@ -1,11 +1,9 @@
 #!/bin/bash
 # unshare -n -m -p -f bash avahi-namespace.sh PORT COMMAND [ARGS...]
-#
-# Runs COMMAND (with CFF_AVAHI_NAMESPACE=1 and CFF_AVAHI_PORT=PORT) in a private network and
-# mount namespace with its own D-Bus system bus and mDNS daemon, where "CFF Test Printer" of
-# type _pdl-datastream._tcp is published on PORT for cffprinter.local (10.77.0.1). Exits with
-# COMMAND's status, or 77 with the reason when the namespace cannot be set up. As process 1 of
-# its PID namespace the script takes the daemons it starts with it when it ends.
+# Runs COMMAND (with CFF_AVAHI_NAMESPACE=1) with its own D-Bus system bus and mDNS daemon, where
+# "CFF Test Printer" (_pdl-datastream._tcp) is published on PORT for cffprinter.local (10.77.0.1).
+# Exits with COMMAND's status, or 77 with the reason when the namespace cannot be set up. As
+# process 1 of its PID namespace the script takes its daemons with it when it ends.
 set -u
 port=$1
 shift
@@ -23,9 +21,7 @@ mkdir -p /run/dbus /run/avahi-daemon
 ip link set lo up || skip "cannot configure the network namespace"
 # mDNS ignores the loopback interface: use one end of a veth pair.
 ip link add cff0 type veth peer name cff1 2>/dev/null || skip "no veth network interfaces"
-ip link set cff1 up
-ip link set cff0 multicast on up
-ip addr add 10.77.0.1/24 dev cff0
+ip link set cff1 up && ip link set cff0 multicast on up && ip addr add 10.77.0.1/24 dev cff0
 
 cat > "$work/bus.conf" <<'CONF'
 <!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
@@ -55,13 +51,11 @@ avahi-daemon -f "$work/avahi.conf" --no-drop-root --no-chroot --no-rlimits -D 2>
 avahi-publish -s "CFF Test Printer" _pdl-datastream._tcp "$port" >"$work/publish.log" 2>&1 &
 
 # The daemon first probes its names; wait until the service resolves.
-ready=
-for _ in $(seq 1 20); do
+for try in $(seq 0 20); do
+    [ "$try" = 20 ] && skip "service not published: $(cat "$work/publish.log")"
     avahi-browse -rpt _pdl-datastream._tcp 2>/dev/null |
-        grep -q "^=;.*;cffprinter\.local;10\.77\.0\.1;$port;" && { ready=1; break; }
+        grep -q "^=;.*;cffprinter\.local;10\.77\.0\.1;$port;" && break
     sleep 0.1
 done
-[ -n "$ready" ] || skip "service not published: $(cat "$work/publish.log")"
 
-export CFF_AVAHI_NAMESPACE=1 CFF_AVAHI_PORT="$port"
-"$@"
+CFF_AVAHI_NAMESPACE=1 "$@"

@@ -3,15 +3,12 @@
  * as it runs on another host. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
+#include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/utsname.h>
 
 static void replace(char* field, size_t size, const char* value) {
-    if (value) {
-        strncpy(field, value, size - 1);
-        field[size - 1] = '\0';
-    }
+    if (value) snprintf(field, size, "%s", value);
 }
 
 int uname(struct utsname* name) {

@@ -8,11 +8,9 @@
 #include <gssapi/gssapi.h>
 
 #include <cstring>
-#include <string>
 
 #include "support/LazyLibrary.h"
 
-// libcups' own hashing goes to the TLS library.
 TEST(CupsDependencyForwarders, LibcupsHashesThroughTheTlsLibrary) {
     unsigned char hash[64];
     ASSERT_EQ(cupsHashData("sha2-256", "abc", 3, hash, sizeof hash), 32);
@@ -39,8 +37,8 @@ TEST(CupsDependencyForwarders, KerberosNameTypeMatchesTheLibrarys) {
     EXPECT_EQ(std::memcmp(GSS_C_NT_HOSTBASED_SERVICE->elements, (*real)->elements, (*real)->length), 0);
 
     OM_uint32 minor = 0;
-    std::string service = "ipp@localhost";
-    gss_buffer_desc text = {service.size(), &service[0]};
+    char service[] = "ipp@localhost";
+    gss_buffer_desc text = {sizeof(service) - 1, service};
     gss_name_t name = GSS_C_NO_NAME;
     ASSERT_EQ(gss_import_name(&minor, &text, GSS_C_NT_HOSTBASED_SERVICE, &name), GSS_S_COMPLETE);
     EXPECT_NE(name, GSS_C_NO_NAME);

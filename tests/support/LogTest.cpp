@@ -6,22 +6,6 @@
 #include "helpers/ScopedEnv.h"
 #include "support/TempLog.h"
 
-namespace {
-// The log on in a private file, stderr collected, the clock fixed at 01:02:03.045678 UTC.
-struct EnabledLog {
-    TempLog temp;
-    OutputCapture err{2};
-    ScopedEnv env;
-    EnabledLog() {
-        temp.enable();
-        env.set("TZ", "UTC0");
-        tzset();
-        Clock::setNowFunction([] { return timeval{3723, 45678}; });
-    }
-};
-const std::string kStamp = "[01:02:03:045]";
-}  // namespace
-
 TEST(LogSettings, MarkerFileDecidesLoggingAndGetsTheModuleEntry) {
     struct Case {
         std::optional<std::string> marker;
@@ -55,8 +39,14 @@ TEST(LogSettings, MarkerFileDecidesLoggingAndGetsTheModuleEntry) {
 }
 
 TEST(Logger, NestedTraceBalancesDepthClampsIndentationAndLogReturnEndsTheScopeOnce) {
-    EnabledLog log;
-    const std::string longText(5000, 'q');
+    TempLog log;
+    OutputCapture err(2);
+    ScopedEnv env;
+    log.enable();
+    env.set("TZ", "UTC0");
+    tzset();
+    Clock::setNowFunction([] { return timeval{3723, 45678}; });  // 01:02:03.045678 UTC
+    const std::string kStamp = "[01:02:03:045]", longText(5000, 'q');
     {
         Logger outer("Outer", "run()");
         outer.Log("count=%d %s", 2, longText.c_str());
@@ -73,7 +63,7 @@ TEST(Logger, NestedTraceBalancesDepthClampsIndentationAndLogReturnEndsTheScopeOn
         if (line.back() == '@') line.replace(line.size() - 1, 1, longText);
         expected += kStamp + line + "\n";
     }
-    EXPECT_EQ(log.temp.log(), expected);
+    EXPECT_EQ(log.log(), expected);
     EXPECT_EQ(Logger::indentation_, 0);
 
     for (auto [depth, indented] : {std::pair{250, std::string(100, ' ') + "A:f"}, std::pair{-4, std::string(" A:f")}}) {
