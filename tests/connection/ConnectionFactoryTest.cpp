@@ -31,8 +31,7 @@ TEST(ConnectionFactory, ChoosesTransportByUriRequestModeAndSpooler) {
         {"14.0.0", EXEC_DIRECT, "usb://Maker/Model", REQ_SUPPLY_LEVELS, "usb"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.uri) + ", Darwin " + c.release + ", execution " + std::to_string(c.execution) +
-                     ", request " + std::to_string(c.request));
+        SCOPED_TRACE(testing::Message() << c.uri << ", Darwin " << c.release << ", " << c.execution << "/" << c.request);
         cfftest::FakeHost host("Darwin", c.release);
         std::unique_ptr<Connection> connection(ConnectionFactory::createConnection(c.execution, c.uri, c.request));
         ASSERT_NE(connection, nullptr);

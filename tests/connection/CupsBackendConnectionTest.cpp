@@ -25,32 +25,24 @@ namespace {
 // A backend in a child, next to this process as the filter: one end of a pipe (fd 3, the
 // back-channel) or socket pair (fd 4, the side channel) is on |fd| in both, non-blocking as
 // cupsd makes them unless told otherwise. The child runs |body| until our end closes.
-class BackendPeer {
-public:
-    BackendPeer(int fd, std::function<int()> body, bool nonBlocking = true) : slot_(fd) {
+struct BackendPeer {
+    FdSlot slot;
+    PeerProcess peer;
+    bool ok = false;
+
+    BackendPeer(int fd, std::function<int()> body, bool nonBlocking = true) : slot(fd) {
         int ends[2];
         if ((fd == 3 ? pipe(ends) : socketpair(AF_LOCAL, SOCK_STREAM, 0, ends)) != 0) return;
         for (int& end : ends) {
             end = moveAboveTen(end);
             fcntl(end, F_SETFL, nonBlocking ? O_NONBLOCK : 0);
         }
-        ok = peer_.start({{ends[1], fd}}, std::move(body));
+        ok = peer.start({{ends[1], fd}}, std::move(body));
         close(ends[1]);
-        ok = ok && slot_.place(ends[0]);
+        ok = ok && slot.place(ends[0]);
     }
     ~BackendPeer() { stop(); }
-
-    // Closes our end and restores the descriptor; returns the peer's exit code.
-    int stop() {
-        slot_.restore();
-        return peer_.wait();
-    }
-
-    bool ok = false;
-
-private:
-    FdSlot slot_;
-    PeerProcess peer_;
+    int stop() { return slot.restore(), peer.wait(); }  // closes our end; gives the peer's exit code
 };
 
 // Writes each chunk (bytes, after a pause in ms) into the back-channel with libcups; then keeps
@@ -91,8 +83,7 @@ TEST(CupsBackendConnection, FailedWriteIsSettledByDrainOrFails) {
     struct {
         const char* what;
         bool readerGone, sideChannel;  // reader gone: EPIPE, nothing to drain
-        int drainStatus, expected;
-        int drains;
+        int drainStatus, expected, drains;
     } cases[] = {
         {"short write, drained", false, true, CUPS_SC_STATUS_OK, 0, 1},
         {"short write, drain failed", false, true, CUPS_SC_STATUS_IO_ERROR, -1, 1},
@@ -102,12 +93,10 @@ TEST(CupsBackendConnection, FailedWriteIsSettledByDrainOrFails) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         int ends[2];
-        ASSERT_EQ(pipe(ends), 0);
+        ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
         int readEnd = moveAboveTen(ends[0]), writeEnd = moveAboveTen(ends[1]);
-        fcntl(writeEnd, F_SETFL, O_NONBLOCK);
-        while (!c.readerGone && write(writeEnd, std::string(4096, 'f').data(), 4096) > 0) {
-        }
         if (c.readerGone) close(readEnd);
+        while (!c.readerGone && write(writeEnd, std::string(4096, 'f').data(), 4096) > 0) continue;  // fill the pipe
         FILE* output = fdopen(writeEnd, "w");
         BackendPeer backend(4, answers({{CUPS_SC_CMD_DRAIN_OUTPUT, c.drainStatus}}));
         ASSERT_TRUE(backend.ok);
@@ -154,29 +143,21 @@ TEST(CupsBackendConnection, ReadsWhatArrivesWithinTwoAttemptsAtMost512BytesAtATi
     }
 }
 
+// A silent backend is the last read of the test above.
 TEST(CupsBackendConnection, ReadFailsPromptlyWithoutUsableBackChannel) {
-    struct {
-        const char* what;
-        bool nonBlocking, closeWhenDone, noFd3;  // no fd 3: run by hand outside the spooler
-    } cases[] = {
-        {"silent", true, false, false},
-        {"closed by the backend", true, true, false},
-        {"blocking pipe", false, false, false},
-        {"no fd 3", true, false, true},
-    };
     alarm(20);  // should a read hang, the alarm ends the program loudly
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        BackendPeer backend(3, writes({}, c.closeWhenDone), c.nonBlocking);
-        if (c.noFd3) close(3);
+    for (bool noFd3 : {false, true}) {
+        SCOPED_TRACE(noFd3 ? "no fd 3: run by hand outside the spooler" : "closed by the backend");
+        BackendPeer backend(3, writes({}, true));
+        if (noFd3) close(3);
         CupsBackendConnection connection;
-        connection.setTimeoutVal(c.noFd3 ? 5.0 : 0.1);
+        connection.setTimeoutVal(noFd3 ? 5.0 : 0.1);
         Data answer;
         auto start = now();
         EXPECT_EQ(connection.doRead(answer), -1);
         EXPECT_LT(secondsSince(start), 1.0);
         EXPECT_EQ(answer.size(), 0);
-        EXPECT_DOUBLE_EQ(connection.getTimeoutVal(), c.noFd3 ? 5.0 : 0.1);
+        EXPECT_DOUBLE_EQ(connection.getTimeoutVal(), noFd3 ? 5.0 : 0.1);
     }
     alarm(0);
 }

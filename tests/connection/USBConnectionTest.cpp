@@ -49,9 +49,9 @@ TEST(USBConnection, ChoosesTheDeviceWithMakeOrModelInItsNameAndTheSameSerial) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.uri) + " / " + c.productName + " / " + c.serial);
-        USBScriptedPlatform platform;
-        platform.devices = {scriptedPrinter("Unrelated", "ABC123", 1, 1), scriptedPrinter(c.productName, c.serial, 0x4aa, 0x21),
-                            scriptedPrinter("Acme Laser 500", "no", 3, 3)};
+        USBScriptedPlatform platform({scriptedPrinter("Unrelated", "ABC123", 1, 1),
+                                      scriptedPrinter(c.productName, c.serial, 0x4aa, 0x21),
+                                      scriptedPrinter("Acme Laser 500", "no", 3, 3)});
         platform.devices[1].properties.hasProductName = c.hasName;
         platform.devices[1].properties.hasSerialNumber = c.hasSerial;
         USBConnection connection(c.uri, &platform);
@@ -64,7 +64,6 @@ TEST(USBConnection, ChoosesTheDeviceWithMakeOrModelInItsNameAndTheSameSerial) {
 // A hub with the printer's ids comes first; the printer's print interface comes after a vendor
 // interface and one of another subclass, and lists an interrupt-in pipe after its bulk-in pipe.
 TEST(USBConnection, OpensTheFirstInterfaceOfClass7Subclass1AndReleasesEveryOther) {
-    USBScriptedPlatform platform;
     ScriptedDevice hub = scriptedPrinter("Acme Laser 500", "ABC123"), printer = hub;
     hub.interfaces[0].interfaceClass = 9;
     ScriptedInterface vendor, otherSubClass;
@@ -77,7 +76,7 @@ TEST(USBConnection, OpensTheFirstInterfaceOfClass7Subclass1AndReleasesEveryOther
                                    {kUsbDirectionIn, 3, kUsbTransferInterrupt, 8, 10},
                                    {kUsbDirectionOut, 4, kUsbTransferBulk, 64, 0}};
     printer.interfaces[2].failingPipes = {4};  // skipped: pipe 1 stays the write pipe
-    platform.devices = {hub, printer};
+    USBScriptedPlatform platform({hub, printer});
     {
         USBConnection connection(kUri, &platform);
         ASSERT_EQ(connection.doOpen(), 0);
@@ -105,9 +104,8 @@ TEST(USBConnection, OpenFailsWithTenWithoutAReachablePrintInterface) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        USBScriptedPlatform platform;
         // A print interface behind the broken one is not reached: the walk stops there.
-        platform.devices = {scriptedPrinter("Acme Laser 500", "ABC123")};
+        USBScriptedPlatform platform({scriptedPrinter("Acme Laser 500", "ABC123")});
         platform.devices[0].interfaces.push_back(platform.devices[0].interfaces[0]);
         c.script(platform);
         USBConnection connection(kUri, &platform);
@@ -119,8 +117,7 @@ TEST(USBConnection, OpenFailsWithTenWithoutAReachablePrintInterface) {
 }
 
 TEST(USBConnection, WritesOnceReadsAtMost512BytesAndClosesOnce) {
-    USBScriptedPlatform platform;
-    platform.devices.push_back(scriptedPrinter("Acme Laser 500", "ABC123"));
+    USBScriptedPlatform platform({scriptedPrinter("Acme Laser 500", "ABC123")});
     USBConnection connection(kUri, &platform);
     ASSERT_EQ(connection.doOpen(), 0);
     platform.events.clear();

@@ -28,6 +28,7 @@ struct ScriptedDevice {
 
 class USBScriptedPlatform : public UsbPlatform {
 public:
+    explicit USBScriptedPlatform(std::vector<ScriptedDevice> devices = {}) : devices(std::move(devices)) {}
     std::vector<ScriptedDevice> devices;
     int listStatus = kUsbSuccess, matchStatus = kUsbSuccess, writeStatus = kUsbSuccess;
     std::deque<std::pair<int, std::vector<unsigned char>>> reads;  // status and bytes of the next reads; none left: time-out
