@@ -1,5 +1,4 @@
-// Tests for the spooler backend transports against real libcups peers: requests on standard
-// output with answers from the back-channel (fd 3), and SNMP walks through the side channel (fd 4).
+// Tests for the spooler backend transports against real libcups peers on fds 3 and 4.
 #include <gtest/gtest.h>
 
 #include <cups/sidechannel.h>

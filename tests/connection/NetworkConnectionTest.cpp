@@ -1,5 +1,4 @@
-// Tests for the UDP network connection against a scripted peer, and for DNS-SD resolution:
-// without a daemon, and against a real mDNS daemon in a private network namespace.
+// Tests for the UDP network connection against a scripted peer, and for DNS-SD resolution.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -24,7 +23,7 @@ struct PortProtocol : Protocol {
 TEST(NetworkConnection, TakesHostFromUriAndOpensOnlyAUsableOne) {
     struct {
         const char *uri, *host;
-        int open;
+        int open;  // doOpen's result; 10: unusable
     } cases[] = {
         {"socket://127.0.0.1:9/queue", "127.0.0.1", 0},  // port and path ignored
         {"127.0.0.1:161", "127.0.0.1", 0},

@@ -1,5 +1,4 @@
-// Tests of the USB transport against a scripted device registry, and of the libusb platform
-// layer against a printer emulated by umockdev.
+// Tests of the USB transport against a scripted registry, and of libusb against an emulated printer.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>

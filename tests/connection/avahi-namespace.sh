@@ -32,20 +32,9 @@ cat > "$work/bus.conf" <<'CONF'
 CONF
 dbus-daemon --config-file="$work/bus.conf" --fork || skip "dbus-daemon did not start"
 
-cat > "$work/avahi.conf" <<'CONF'
-[server]
-host-name=cffprinter
-domain-name=local
-use-ipv4=yes
-use-ipv6=no
-allow-interfaces=cff0
-enable-dbus=yes
-[wide-area]
-enable-wide-area=no
-[publish]
-publish-workstation=no
-publish-hinfo=no
-CONF
+printf '%s\n' '[server]' host-name=cffprinter domain-name=local use-ipv4=yes use-ipv6=no allow-interfaces=cff0 \
+    enable-dbus=yes '[wide-area]' enable-wide-area=no '[publish]' publish-workstation=no publish-hinfo=no \
+    >"$work/avahi.conf"
 avahi-daemon -f "$work/avahi.conf" --no-drop-root --no-chroot --no-rlimits -D 2>"$work/avahi.log" \
     || skip "avahi-daemon did not start: $(cat "$work/avahi.log")"
 avahi-publish -s "CFF Test Printer" _pdl-datastream._tcp "$port" >"$work/publish.log" 2>&1 &

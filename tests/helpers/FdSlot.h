@@ -8,8 +8,7 @@
 
 namespace cfftest {
 
-// Moves |fd| to a number of 10 or more (close-on-exec), closing the original, so that later
-// placement with dup2 never collides with fds 0 to 9. Returns the new number.
+// Moves |fd| to a number of 10 or more (close-on-exec), out of the way of fds 0 to 9.
 inline int moveAboveTen(int fd) {
     if (fd < 0 || fd >= 10) return fd;
     int moved = fcntl(fd, F_DUPFD_CLOEXEC, 10);
@@ -17,8 +16,7 @@ inline int moveAboveTen(int fd) {
     return moved;
 }
 
-// Saves what is on |target| when constructed, so create it BEFORE the descriptor to place:
-// a new pipe or socket may land on a closed |target|.
+// Create it BEFORE the descriptor to place: a new pipe or socket may land on a closed |target|.
 class FdSlot {
 public:
     explicit FdSlot(int target) : target_(target), saved_(fcntl(target, F_DUPFD_CLOEXEC, 10)) {}

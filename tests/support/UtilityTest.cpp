@@ -66,8 +66,7 @@ TEST(UtilityConvert, EachCodePageConvertsOrPassesTheTextOnWithItsLogLine) {
 TEST(UtilityConvert, FallbackCodePage850TableAgreesWithTheSystemConverter) {
     std::string all;
     for (int byte = 0x20; byte <= 0xFF; ++byte) all += static_cast<char>(byte);
-    std::string text = all, viaIconv(all.size() * 4, '\0');
-    std::string copy = Utility::convert850_UTF8(text);
+    std::string text = all, copy = Utility::convert850_UTF8(text), viaIconv(all.size() * 4, '\0');
     iconv_t cd = iconv_open("UTF-8", "CP850");
     char *in = all.data(), *out = viaIconv.data();
     size_t inLeft = all.size(), outLeft = viaIconv.size();
