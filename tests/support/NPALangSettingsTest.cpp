@@ -13,7 +13,6 @@ TEST(NPALangSettings, LanguageIdFollowsAppleLangThenLangWholeLocaleFirst) {
         int id;
         std::string localeLang;
     } cases[] = {
-        {std::nullopt, "de_DE.UTF-8", 1, "de_DE"},
         {"ja", "de_DE.UTF-8", 9, "ja"},
         {std::nullopt, "fr_CA", 3, "fr_CA"},
         {std::nullopt, "fr_FR.ISO-8859-1", 2, "fr_FR"},
