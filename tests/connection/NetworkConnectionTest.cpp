@@ -118,21 +118,16 @@ TEST(DNSServiceResolver, SplitsInstanceIntoNameTypeAndDomain) {
     EXPECT_EQ(resolver.replaceCharacters("%20A%20%20B%2%200"), " A  B%2 0");
 }
 
-// Outside any namespace no DNS-SD daemon runs; avahi-namespace.sh publishes the printer
-// service in a private namespace and reruns this test there.
-TEST(DnsSd, ResolvesPublishedServiceAndBoundsTheWaitWithOrWithoutDaemon) {
+// A name nobody publishes, without a daemon and, rerun inside avahi-namespace.sh, with one that
+// would answer only after about 5 s. A published name resolves in the whole-program run
+// NetworkAutoConfigure.ServiceDiscoveryQueueAsksTheResolvedHost.
+TEST(DnsSd, UnresolvedNameKeepsTheHostQuietlyWithinTheBoundWithOrWithoutDaemon) {
     const bool inside = std::getenv("CFF_AVAHI_NAMESPACE") != nullptr;
     OutputCapture err(2);  // what the DNS-SD library says must not reach the spooler
-    DNSServiceResolver resolver, other;
-    if (inside) {
-        NetworkConnection published("dnssd://CFF%20Test%20Printer._pdl-datastream._tcp.local./?uuid=1",
-                                    {{"dnssd", &resolver}});
-        EXPECT_EQ(published.getHostAddress(), "10.77.0.1");
-    }
-    // A name nobody publishes: a daemon would answer only after about 5 s.
-    other.setTimeoutVal(1.0);
+    DNSServiceResolver resolver;
+    resolver.setTimeoutVal(1.0);
     auto start = now();
-    NetworkConnection unresolved("dnssd://Nobody._pdl-datastream._tcp.local./", {{"dnssd", &other}});
+    NetworkConnection unresolved("dnssd://Nobody._pdl-datastream._tcp.local./", {{"dnssd", &resolver}});
     EXPECT_EQ(unresolved.getHostAddress(), "Nobody._pdl-datastream._tcp.local.");
     EXPECT_GE(secondsSince(start), inside ? 0.9 : 0.0);
     EXPECT_LT(secondsSince(start), 2.0);
