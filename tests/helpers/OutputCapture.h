@@ -35,11 +35,7 @@ public:
     }
 
 private:
-    static void flushAll() {
-        std::cout.flush();
-        std::cerr.flush();
-        std::fflush(nullptr);
-    }
+    static void flushAll() { std::cout.flush(), std::cerr.flush(), std::fflush(nullptr); }
 
     int fd_, saved_ = -1;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{std::tmpfile(), &std::fclose};

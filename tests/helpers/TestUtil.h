@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -55,11 +56,7 @@ struct FakeHost {
 };
 
 // The path of the running test program, to run it again inside some other environment.
-inline std::string selfPath() {
-    char self[4096];
-    ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
-    return std::string(self, length > 0 ? static_cast<size_t>(length) : 0);
-}
+inline std::string selfPath() { return std::filesystem::read_symlink("/proc/self/exe"); }
 
 // Runs |command| through the shell; returns its wait status and appends its output to |output|.
 inline int runCommand(const std::string& command, std::string& output) {
