@@ -183,8 +183,8 @@ TEST(USBLibusbPlatform, ListsAndOpensAnEmulatedPrinter) {
         std::string device = std::string(CFF_BINARY_DIR) + "/usb-mocked-printer-" + std::to_string(getpid()) + ".umockdev";
         std::ofstream(device) << kMockedPrinter;
         // umockdev preloads a library, which a sanitizer build must be told to accept.
-        cfftest::rerunCurrentTest("CFF_TEST_INSIDE_UMOCKDEV=1 ASAN_OPTIONS=verify_asan_link_order=0 timeout 20 umockdev-run "
-                                  "--device " + device + " --");
+        cfftest::rerunCurrentTest("CFF_TEST_INSIDE_UMOCKDEV=1 ASAN_OPTIONS=verify_asan_link_order=0 timeout 20 "
+                                  "umockdev-run --device " + device + " --");
         std::remove(device.c_str());
         return;
     }

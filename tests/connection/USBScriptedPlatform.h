@@ -31,13 +31,13 @@ public:
     explicit USBScriptedPlatform(std::vector<ScriptedDevice> devices = {}) : devices(std::move(devices)) {}
     std::vector<ScriptedDevice> devices;
     int listStatus = kUsbSuccess, matchStatus = kUsbSuccess, writeStatus = kUsbSuccess;
-    std::deque<std::pair<int, std::vector<unsigned char>>> reads;  // status and bytes of the next reads; none left: time-out
+    std::deque<std::pair<int, std::vector<unsigned char>>> reads;  // (status, bytes) of the next reads; none: time-out
 
     // What happened, in order: "open 7/1", "close 7/1", "release 255/0", "clear stall 2".
     std::vector<std::string> events;
     int listCalls = 0;
     std::vector<std::pair<int, std::vector<unsigned char>>> writes;
-    std::vector<std::tuple<int, uint32_t, uint32_t, uint32_t>> readCalls;  // pipe, size, no-data and completion time-outs
+    std::vector<std::tuple<int, uint32_t, uint32_t, uint32_t>> readCalls;  // pipe, size, time-outs
 
     int listDevices(std::vector<UsbDeviceProperties>& out) override {
         ++listCalls;
@@ -77,8 +77,9 @@ private:
         }
         int readPipe(uint8_t ref, unsigned char* buffer, uint32_t& size, uint32_t noData, uint32_t completion) override {
             p_->readCalls.emplace_back(ref, size, noData, completion);
-            auto [status, bytes] = p_->reads.empty() ? std::pair{kIOUSBTransactionTimeout, std::vector<unsigned char>{}} : p_->reads.front();
-            if (!p_->reads.empty()) p_->reads.pop_front();
+            if (p_->reads.empty()) return size = 0, kIOUSBTransactionTimeout;
+            auto [status, bytes] = p_->reads.front();
+            p_->reads.pop_front();
             size = static_cast<uint32_t>(std::min<size_t>(size, bytes.size()));
             std::copy(bytes.begin(), bytes.begin() + size, buffer);
             return status;
