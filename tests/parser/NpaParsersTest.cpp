@@ -13,24 +13,35 @@
 namespace {
 
 using E = NpaElement;
+using OptionMap = std::map<int, std::string>;
+using RocRecords = std::list<std::map<std::string, long>>;
+const OptionMap kUntouched{{99, "untouched"}};  // an empty result leaves the caller's map as it was
 
-NpaElement duplexTree(uint64_t value) { return rdc::root({rdc::configuration({rdc::duplex(value)})}); }
+NpaElement inConfiguration(NpaElement part) { return rdc::root({rdc::configuration({std::move(part)})}); }
+NpaElement duplexTree(uint64_t value) { return inConfiguration(rdc::duplex(value)); }
+
+// Feeds |parser| the answer holding |tree|, which it must accept.
+void parse(NPABaseParser& parser, const NpaElement& tree, CommandID id = CMD_CONFIGURATION,
+           const NpaAnswerBuilder& builder = NpaAnswerBuilder()) {
+    Data answer = builder.buildData(tree);
+    ASSERT_EQ(parser.parseData(&answer, id), 0);
+}
 
 TEST(NpaFrame, BadFramesAndHeadersKeepTheirCodes) {
-    NpaBytes offByOne = NpaAnswerBuilder().build(duplexTree(1));
-    offByOne[2] += 1;
-    NpaBytes badStart = NpaAnswerBuilder().build(duplexTree(1));
-    badStart[0] = 0xA4;
+    const NpaBytes good = NpaAnswerBuilder().build(duplexTree(1));
+    auto changed = [&good](size_t at, int value) {
+        NpaBytes bytes = good;
+        bytes[at] = static_cast<unsigned char>(value);
+        return bytes;
+    };
     auto withHeader = [](const char* header) { return NpaAnswerBuilder().setHeaderString(header).build(duplexTree(1)); };
     const std::tuple<const char*, NpaBytes, int, int> cases[] = {
-        {"46 bytes cannot hold a tree", NpaAnswerBuilder::frame(NpaBytes(43, 0)), INSUFFICIENT_NPA_DATA_ERROR,
-         NPA_NOT_PARSED},
-        {"length off by one", offByOne, INVALID_RESPONSE_DATA_ERROR, INVALID_RESPONSE_DATA_ERROR},
-        {"bad start byte", badStart, INVALID_RESPONSE_DATA_ERROR, INVALID_RESPONSE_DATA_ERROR},
+        {"46 bytes cannot hold a tree", NpaAnswerBuilder::frame(NpaBytes(43, 0)), INSUFFICIENT_NPA_DATA_ERROR, NPA_NOT_PARSED},
+        {"length off by one", changed(2, good[2] + 1), INVALID_RESPONSE_DATA_ERROR, INVALID_RESPONSE_DATA_ERROR},
+        {"bad start byte", changed(0, 0xA4), INVALID_RESPONSE_DATA_ERROR, INVALID_RESPONSE_DATA_ERROR},
         // Every key present, but the third brace group missing.
         {"header without leaf group", withHeader("P{ID:1,DT:1}C{NE:1,LD:2}"), INVALID_HEADER_INFO_ERROR, NPA_NOT_PARSED},
-        {"header of another kind", withHeader("Q{ID:1,DT:1}C{NE:1,LD:2}L{LD:2}"), INVALID_HEADER_INFO_ERROR,
-         NPA_NOT_PARSED},
+        {"header of another kind", withHeader("Q{ID:1,DT:1}C{NE:1,LD:2}L{LD:2}"), INVALID_HEADER_INFO_ERROR, NPA_NOT_PARSED},
         {"header cut short", withHeader("P{ID:1,DT:1"), INVALID_HEADER_INFO_ERROR, NPA_NOT_PARSED},
     };
     for (const auto& [name, bytes, parsed, status] : cases) {
@@ -48,26 +59,17 @@ TEST(NpaFrame, BadFramesAndHeadersKeepTheirCodes) {
 }
 
 TEST(NpaWalk, FindsTheDuplexLeafOnlyWhereItBelongs) {
-    NpaWidths wideId;
+    NpaWidths wideId, noLeafLength;
     wideId.id = 2;
-    NpaWidths noLeafLength;
     noLeafLength.leafLength = 0;
     const NpaAnswerBuilder plain;
     NpaAnswerBuilder leafless(noLeafLength);
     leafless.setHeaderString("P{ID:1,DT:1}C{NE:1,LD:2}L{}");
-    // Lies about its child count; only its length field matters.
     E unwanted = E::container(3, {E::integer(1, 99), E::text(2, "xx"), E::integer(3, 5)});
-    unwanted.withCount(200);
-    struct Case {
-        const char* name;
-        NpaAnswerBuilder builder;
-        NpaElement tree;
-        int expected;
-    };
-    const Case cases[] = {
+    unwanted.withCount(200);  // only its length field matters
+    const std::tuple<const char*, NpaAnswerBuilder, NpaElement, int> cases[] = {
         {"no duplex leaf", plain, rdc::root({rdc::configuration({})}), -1},
-        {"string leaf", plain, rdc::root({rdc::configuration({E::container(4, {E::text(1, "1")})})}), -1},
-        {"zero", plain, duplexTree(0), 0},
+        {"string leaf", plain, inConfiguration(E::container(4, {E::text(1, "1")})), -1},
         {"two", plain, duplexTree(2), 2},
         {"after an unwanted container and an unknown leaf", plain,
          rdc::root({rdc::configuration({unwanted, E::leaf(9, 7, "\x01\x02\x03"), rdc::duplex(0)})}), 0},
@@ -78,17 +80,15 @@ TEST(NpaWalk, FindsTheDuplexLeafOnlyWhereItBelongs) {
         {"wide id 0x0105 is not leaf 1", NpaAnswerBuilder(wideId),
          E::container(1, {E::container(2, {E::container(0x0104, {E::integer(0x0105, 7)})})}), -1},
         // A leaf then carries no value bytes, and the walk must still land on the next one.
-        {"no leaf lengths: integers read 0", leafless,
-         rdc::root({rdc::configuration({E::container(4, {E::leaf(1, 1, "")})})}), 0},
+        {"no leaf lengths: integers read 0", leafless, inConfiguration(E::container(4, {E::leaf(1, 1, "")})), 0},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Data answer = c.builder.buildData(c.tree);
+    for (const auto& [name, builder, tree, expected] : cases) {
+        SCOPED_TRACE(name);
         RDCDuplexParser parser;
-        ASSERT_EQ(parser.parseData(&answer, CMD_CONFIGURATION), 0);
+        parse(parser, tree, CMD_CONFIGURATION, builder);
         int duplex = 42;
         EXPECT_EQ(parser.getDuplex(duplex), 0);
-        EXPECT_EQ(duplex, c.expected);
+        EXPECT_EQ(duplex, expected);
     }
 }
 
@@ -96,25 +96,20 @@ TEST(NpaWalk, DecodesTheSameTreeWithAnyFieldWidths) {
     for (const NpaWidths& w : {NpaWidths{1, 1, 1, 2, 2}, NpaWidths{4, 1, 4, 4, 1}, NpaWidths{1, 2, 1, 3, 4},
                                NpaWidths{8, 8, 8, 8, 8}}) {
         SCOPED_TRACE(NpaAnswerBuilder::headerString(w));
-        Data answer = NpaAnswerBuilder(w).buildData(rdc::root({rdc::configuration(
-            {rdc::inputTrays({rdc::inputTray(1, 1, "Tray 1"), rdc::inputTray(2, 3, "Tray 3")}), rdc::duplex(1)})}));
+        const NpaElement tree = rdc::root({rdc::configuration(
+            {rdc::inputTrays({rdc::inputTray(1, 1, "Tray 1"), rdc::inputTray(2, 3, "Tray 3")}), rdc::duplex(1)})});
         RDCInputParser input;
         RDCDuplexParser duplexParser;
-        ASSERT_EQ(input.parseData(&answer, CMD_CONFIGURATION), 0);
-        ASSERT_EQ(duplexParser.parseData(&answer, CMD_CONFIGURATION), 0);
-        std::map<int, std::string> trays;
+        parse(input, tree, CMD_CONFIGURATION, NpaAnswerBuilder(w));
+        parse(duplexParser, tree, CMD_CONFIGURATION, NpaAnswerBuilder(w));
+        OptionMap trays;
         int duplex = -5;
         input.getTrays(trays);
         duplexParser.getDuplex(duplex);
-        EXPECT_EQ(trays, (std::map<int, std::string>{{1, "Tray 1"}, {3, "Tray 3"}}));
+        EXPECT_EQ(trays, (OptionMap{{1, "Tray 1"}, {3, "Tray 3"}}));
         EXPECT_EQ(duplex, 1);
     }
 }
-
-using OptionMap = std::map<int, std::string>;
-const OptionMap kUntouched{{99, "untouched"}};  // an empty result leaves the caller's map as it was
-
-NpaElement inConfiguration(NpaElement part) { return rdc::root({rdc::configuration({std::move(part)})}); }
 
 // Tray |tray| with one entry holding |leaves|.
 E trayEntry(uint64_t tray, std::vector<E> leaves) {
@@ -129,8 +124,7 @@ TEST(RdcInput, CollectsTraysInSequenceAndReportsTheManualFeeder) {
          {rdc::inputTray(1, 1, "T1"), rdc::inputTray(2, 6, "Six"), rdc::inputTray(3, 133, "Big"),
           rdc::inputTray(4, 128, "Manual")},
          {{0, "Big"}, {1, "T1"}, {128, "Manual"}}, 0},
-        {"out-of-sequence tray is not collected", {rdc::inputTray(1, 1, "T1"), rdc::inputTray(3, 3, "T3")},
-         {{1, "T1"}}, 0},
+        {"out-of-sequence tray is not collected", {rdc::inputTray(1, 1, "T1"), rdc::inputTray(3, 3, "T3")}, {{1, "T1"}}, 0},
         // A second name for the same id replaces the first.
         {"two names", {rdc::inputTray(1, 4, "T4"), trayEntry(2, {E::integer(1, 1), E::text(3, "A"), E::text(3, "B")})},
          {{1, "B"}, {4, "T4"}}, 0},
@@ -140,12 +134,11 @@ TEST(RdcInput, CollectsTraysInSequenceAndReportsTheManualFeeder) {
     };
     for (const auto& [name, trays, expected, manualFeeder] : cases) {
         SCOPED_TRACE(name);
-        Data answer = NpaAnswerBuilder().buildData(inConfiguration(rdc::inputTrays(trays)));
         RDCInputParser parser;
         OptionMap got = kUntouched;
         int feeder = -1;
         EXPECT_EQ(parser.getTrays(got), NPA_NOT_PARSED);
-        ASSERT_EQ(parser.parseData(&answer, CMD_CONFIGURATION), 0);
+        parse(parser, inConfiguration(rdc::inputTrays(trays)));
         EXPECT_EQ(parser.getTrays(got), 0);
         EXPECT_EQ(parser.getManualFeeder(feeder), 0);
         EXPECT_EQ(got, expected.empty() ? kUntouched : expected);
@@ -166,9 +159,8 @@ TEST(RdcOutput, CollectsBinsAndFinishersWithTheirOwnRanges) {
     };
     for (const auto& [name, units, bins, finishers] : cases) {
         SCOPED_TRACE(name);
-        Data answer = NpaAnswerBuilder().buildData(inConfiguration(rdc::outputUnits(units)));
         RDCOutputParser parser;
-        ASSERT_EQ(parser.parseData(&answer, CMD_CONFIGURATION), 0);
+        parse(parser, inConfiguration(rdc::outputUnits(units)));
         OptionMap gotBins = kUntouched, gotFinishers = kUntouched;
         EXPECT_EQ(parser.getBins(gotBins), 0);
         EXPECT_EQ(parser.getFinishers(gotFinishers), 0);
@@ -179,61 +171,45 @@ TEST(RdcOutput, CollectsBinsAndFinishersWithTheirOwnRanges) {
 
 supplyInfo_ makeSupply(int id, std::string name, int type, int maximum, int level) {
     supplyInfo_ s;
-    std::tie(s.supplyId, s.name, s.type, s.maxCapacity, s.currentLevel) =
-        std::make_tuple(id, std::move(name), type, maximum, level);
+    std::tie(s.supplyId, s.name, s.type, s.maxCapacity, s.currentLevel) = std::make_tuple(id, std::move(name), type, maximum, level);
     return s;
 }
-
-auto fields(const supplyInfo_& s) { return std::make_tuple(s.supplyId, s.name, s.type, s.maxCapacity, s.currentLevel); }
+auto fields(const supplyInfo_* s) { return std::make_tuple(s->supplyId, s->name, s->type, s->maxCapacity, s->currentLevel); }
 
 TEST(RdcSupply, BuildsOneRecordPerSupplyInOrderWithNamesFromTheCodePage) {
-    supplyInfo_ black = makeSupply(1, "Black \x81", 1, 100, 40), drum = makeSupply(2, "Drum", 4, 2000, -3),
-                third = makeSupply(4, "Third", 1, 10, 9);
+    const supplyInfo_ black = makeSupply(1, "Black \x81", 1, 100, 40), drum = makeSupply(2, "Drum", 4, 2000, -3),
+                      third = makeSupply(4, "Third", 1, 10, 9), empty;
     // Supply 4 is out of sequence: no record, nothing written into another; "1.2.9" adds an
-    // empty record. Without a code page the name bytes stay as they are; with 2009 they
-    // are converted.
-    const std::pair<int, std::string> codePages[] = {{0, "Black \x81"}, {2009, "Black \xC3\xBC"}};
-    for (const auto& [codePage, name] : codePages) {
+    // empty record. Without a code page the name bytes stay as they are; 2009 converts them.
+    for (int codePage : {0, 2009}) {
         std::vector<E> sections = {rdc::configuration(
             {rdc::supplies({rdc::supply(1, black), rdc::supply(2, drum), rdc::supply(4, third)}),
              E::container(9, {E::integer(1, 77)})})};
         if (codePage) sections.insert(sections.begin(), rdc::generalInfo(codePage));
-        Data answer = NpaAnswerBuilder().buildData(rdc::root(sections));
         RDCGenInfoParser generalInfo;
         RDCSupplyParser parser(&generalInfo);
-        ASSERT_EQ(parser.parseData(&answer, CMD_SUPPLIES), 0);
+        parse(parser, rdc::root(sections), CMD_SUPPLIES);
         std::list<supplyInfo_*> records;
         EXPECT_EQ(parser.getSupplyInfo(records), 0);
         ASSERT_EQ(records.size(), 3u);
         supplyInfo_ converted = black;
-        converted.name = name;
-        EXPECT_EQ(fields(*records.front()), fields(converted));
-        EXPECT_EQ(fields(**std::next(records.begin())), fields(drum));
-        EXPECT_EQ(fields(*records.back()), fields(supplyInfo_()));
+        if (codePage) converted.name = "Black \xC3\xBC";
+        EXPECT_EQ(fields(records.front()), fields(&converted));
+        EXPECT_EQ(fields(*std::next(records.begin())), fields(&drum));
+        EXPECT_EQ(fields(records.back()), fields(&empty));
     }
-
-    Data noSupplies = NpaAnswerBuilder().buildData(inConfiguration(rdc::duplex(1)));
     RDCGenInfoParser generalInfo;
     RDCSupplyParser parser(&generalInfo);
-    ASSERT_EQ(parser.parseData(&noSupplies, CMD_SUPPLIES), 0);
+    parse(parser, duplexTree(1), CMD_SUPPLIES);
     supplyInfo_ mine;
     std::list<supplyInfo_*> records{&mine};
     EXPECT_EQ(parser.getSupplyInfo(records), 0);
-    EXPECT_EQ(records, std::list<supplyInfo_*>{&mine});  // the caller's list is left alone
+    EXPECT_EQ(records, std::list<supplyInfo_*>{&mine});  // without supplies the caller's list is left alone
 }
 
-using RocRecord = std::map<std::string, long>;
-
 TEST(RocParser, EveryCountBytePassAddsTheSameRecord) {
-    struct Case {
-        const char* name;
-        std::string text;
-        int countByte;
-        size_t passes;
-        RocRecord record;
-        int flash;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, std::string, int, size_t, std::map<std::string, long>, int> cases[] = {
+        // name, text, count byte (-1: the text length), passes, record, flash
         {"flash with value 0", "FLASH:0;", -1, 8, {{"FLASH", 0}}, 1},
         {"two pairs", "FLASH:1; RAM: 64;", -1, 17, {{"FLASH", 1}, {"RAM", 64}}, 1},
         {"count stops after the first pair", "RAM:-2;\0\0 DISK:8;", 7, 7, {{"RAM", -2}}, -9},
@@ -244,28 +220,21 @@ TEST(RocParser, EveryCountBytePassAddsTheSameRecord) {
         {"no semicolon", "RAM:4;FLASH:1", -1, 13, {{"RAM", 4}}, -9},
         {"count beyond the text", "FLASH:1;", 200, 200, {{"FLASH", 1}}, 1},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Data answer = NpaAnswerBuilder::toData(rocAnswer(c.text, c.countByte));
+    for (const auto& [name, text, countByte, passes, record, expectedFlash] : cases) {
+        SCOPED_TRACE(name);
+        Data answer = NpaAnswerBuilder::toData(rocAnswer(text, countByte));
         ROCParser parser;
         ASSERT_EQ(parser.parseData(&answer, CMD_ROC), 0);
-        ASSERT_EQ(parser.records().size(), c.passes);
-        for (const RocRecord& record : parser.records()) {
-            EXPECT_EQ(record, c.record);
-        }
+        EXPECT_EQ(parser.records(), RocRecords(passes, record));
         int flash = -9;
         EXPECT_EQ(parser.getFLash(flash), 0);
-        EXPECT_EQ(flash, c.flash);
+        EXPECT_EQ(flash, expectedFlash);
     }
-}
-
-TEST(RocParser, ShortOrBadAnswersKeepTheirCodes) {
     ROCParser parser;
     int flash = -1;
     Data six = NpaAnswerBuilder::toData(NpaAnswerBuilder::frame(NpaBytes(3, 0)));
     EXPECT_EQ(parser.parseData(&six, CMD_ROC), INSUFFICIENT_NPA_DATA_ERROR);
     EXPECT_EQ(parser.getFLash(flash), NPA_NOT_PARSED);
-
     NpaBytes bad = rocAnswer("FLASH:1;");
     bad[1] = 1;
     Data badData = NpaAnswerBuilder::toData(bad);

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <random>
 
+#include "helpers/DamagedAnswers.h"
 #include "helpers/NpaAnswerBuilder.h"
 #include "parser/NPAParser.h"
 #include "parser/RDCGenInfoParser.h"
@@ -85,44 +85,16 @@ TEST(ParserHardening, HostileTreesEndQuickly) {
     }
 }
 
-TEST(ParserHardening, EveryTruncationOfWellFormedAnswers) {
-    for (const NpaBytes& answer :
-         {fullConfiguration(), fullConfiguration(NpaWidths{2, 1, 2, 4, 3}), rocAnswer("FLASH:1; RAM:64;")}) {
-        for (size_t size = 0; size < answer.size(); ++size) {
-            NpaBytes prefix(answer.begin(), answer.begin() + static_cast<long>(size));
-            feedEverywhere(prefix);
-            // Also with the length field repaired, so that the walk itself meets the cut.
-            if (size >= 3) feedEverywhere(NpaAnswerBuilder::frame(NpaBytes(prefix.begin() + 3, prefix.end())));
-        }
+// Cut at every length and corrupted at random, each also with its length field repaired so
+// that the walk itself meets the damage.
+TEST(ParserHardening, TruncatedAndCorruptedAnswers) {
+    for (const NpaBytes& answer : {fullConfiguration(), fullConfiguration(NpaWidths{2, 1, 2, 4, 3}),
+                                   fullConfiguration(NpaWidths{1, 1, 4, 2, 1}), rocAnswer("FLASH:1; RAM:64;")}) {
+        cfftest::feedDamaged(answer, 3000, 4, [](const NpaBytes& bytes, bool) {
+            feedEverywhere(bytes);
+            if (bytes.size() >= 3) feedEverywhere(NpaAnswerBuilder::frame(NpaBytes(bytes.begin() + 3, bytes.end())));
+        });
     }
-}
-
-TEST(ParserHardening, RandomAndMutatedAnswers) {
-    std::mt19937 random(20240611);
-    const NpaBytes seeds[] = {fullConfiguration(), fullConfiguration(NpaWidths{1, 1, 4, 2, 1}),
-                              rocAnswer("FLASH:0;RAM:12;")};
-    Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(1500);
-    size_t rounds = 0;
-    for (; Clock::now() < deadline; ++rounds) {
-        NpaBytes body;
-        if (rounds % 2 == 0) {  // a seed with a few bytes after the frame changed
-            const NpaBytes& seed = seeds[rounds / 2 % 3];
-            body.assign(seed.begin() + 3, seed.end());
-            for (int flips = 1 + static_cast<int>(random() % 4); flips > 0; --flips) {
-                body[random() % body.size()] = static_cast<unsigned char>(random());
-            }
-        } else {  // random bytes, mostly small values, behind a readable header with random widths
-            NpaWidths widths{int(random() % 10), int(random() % 3), int(random() % 10), int(random() % 10),
-                             int(random() % 10)};
-            NpaBytes framed = NpaAnswerBuilder(widths).build(E::container(1, {}));
-            body.assign(framed.begin() + 3, framed.begin() + 43);
-            for (size_t n = random() % 400; n > 0; --n) {
-                body.push_back(static_cast<unsigned char>(random() % 4 == 0 ? random() : random() % 3));
-            }
-        }
-        feedEverywhere(NpaAnswerBuilder::frame(body));
-    }
-    EXPECT_GT(rounds, 100u);
 }
 
 }  // namespace
