@@ -2,10 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "core/Data.h"
+#include "helpers/TestUtil.h"
 
-namespace {
-std::string text(const Data& d) { return std::string(reinterpret_cast<const char*>(d.get()), d.size()); }
-}  // namespace
+using cfftest::text;
 
 TEST(Data, CopyKeepsBytesAndHeaderFieldsButResetsTheErrorCode) {
     Data source(std::string("\xA5\x00\x02\x10\xE0", 5));
