@@ -60,6 +60,8 @@ TEST(NpaProtocols, PlayEveryScriptedAnswer) {
         size_t readsUsed;
         int result;
         Bytes answer;  // on success
+        int openResult = 0;
+        std::map<size_t, int> writeResults = {};  // status of the n-th write
     };
     const auto p = [](unsigned char flags, const Bytes& payload) { return packet(flags, payload); };
     const auto d = datagram;
@@ -77,6 +79,9 @@ TEST(NpaProtocols, PlayEveryScriptedAnswer) {
         {"continuation length beyond", {p(0x20, {1, 2}), {0xA5, 0xFF, 0xF0, 0, 0xE0, 3}}, 2, 0, p(0x20, {1, 2, 3})},
         {"continuation length zero", {p(0x20, {1}), {0xA5, 0, 0, 0x20, 0xE0, 3, 4}}, 2, 0, p(0x20, {1, 3, 4})},
         {"first length wraps below its header", {{0xA5, 0xFF, 0xFE, 0, 0xE0, 1}}, 1, -1, {}},
+        {"open failure is passed through, nothing written", {p(0, {1})}, 0, 7, {}, 7},
+        {"request write failure gives ten without reading", {p(0, {1})}, 0, 10, {}, 0, {{1, 5}}},
+        {"mode command failure is ignored", {p(0, {1})}, 1, 0, p(0, {1}), 0, {{0, 5}}},
     }, networkScripts = {
         {"three packets", {d(0, p(0x20, {1})), d(1, p(0x20, {2})), d(2, p(0, {3}))}, 3, 0, p(0x20, {1, 2, 3})},
         // Both say more follow; the answer ends when the device goes quiet.
@@ -88,16 +93,22 @@ TEST(NpaProtocols, PlayEveryScriptedAnswer) {
         {"three-byte datagram", {{0, 2, 0xAA}}, 1, -1, {}},
         {"datagram cut inside the packet header", {d(0, {0xA5, 0})}, 1, -1, {}},
         {"length beyond the datagram", {d(0, {0xA5, 0, 0x40, 0, 0xE0, 1, 2})}, 1, 0, {0xA5, 0, 4, 0, 0xE0, 1, 2}},
+        {"open failure is passed through, nothing written", {d(0, p(0, {1}))}, 0, 3, {}, 3},
+        {"request write failure gives ten without reading", {d(0, p(0, {1}))}, 0, 10, {}, 0, {{0, 5}}},
+        {"failed acknowledgement changes nothing", {d(0, p(0, {1}))}, 1, 0, p(0, {1}), 0, {{1, 5}}},
     };
     Clock::setNowFunction([] { return timeval{5000000000, 999999}; });
     for (bool network : {false, true}) {
         for (const Script& s : network ? networkScripts : packetScripts) {
             SCOPED_TRACE(std::string(network ? "network: " : "packet: ") + s.name);
             Exchange x(network, s.reads);
+            x.connection->openResult = s.openResult;
+            x.connection->writeResults = s.writeResults;
             EXPECT_EQ(x.request(), s.result);
             EXPECT_EQ(bytesOf(x.answer), s.answer);
             EXPECT_EQ(x.connection->readsServed, s.readsUsed);
-            EXPECT_EQ(x.connection->opens + x.connection->closes, 2);
+            // Opened once; closed once, unless it failed to open.
+            EXPECT_EQ(std::make_pair(x.connection->opens, x.connection->closes), std::make_pair(1, s.openResult ? 0 : 1));
             if (s.result == 0) {
                 EXPECT_EQ(x.answer.getHeaderSize(), 5);
                 EXPECT_EQ(x.answer.getErrorCheckingByte(), 4);
@@ -107,7 +118,7 @@ TEST(NpaProtocols, PlayEveryScriptedAnswer) {
             std::vector<Bytes> writes = {npaModeCommand(), rdcRequest()};
             if (network) writes = {concat({{0x01, 0x00, 0x00, 0x31, 0xE7, 0x53, 0x39, 0x27}, rdcRequest()})};
             for (size_t i = 0; network && i < s.readsUsed; ++i) writes.push_back(acknowledgement(s.reads[i]));
-            EXPECT_EQ(x.connection->writes, writes);
+            EXPECT_EQ(x.connection->writes, s.openResult ? std::vector<Bytes>() : writes);
         }
     }
     Clock::setNowFunction(nullptr);
@@ -133,29 +144,6 @@ TEST(NpaProtocols, EndlessAnswersStopAtTheAnswerLimit) {
         if (!network) { EXPECT_EQ(x.protocol->getResponseBuilder()->getMaxSize(), 0u); }  // packets released
         EXPECT_EQ(x.connection->writes.size(), network ? 1 + x.connection->readsServed : 2);
         if (expected == 0) expectOnePacket(x.answer, x.connection->readsServed * size);
-    }
-}
-
-TEST(NpaProtocols, ConnectionFailures) {
-    const std::tuple<const char*, bool, int, std::map<size_t, int>, int, size_t, size_t> cases[] = {
-        // name, network, open result, write results, result, writes, read calls
-        {"packet: open failure is passed through, nothing written", false, 7, {}, 7, 0, 0},
-        {"packet: request write failure gives ten without reading", false, 0, {{1, 5}}, 10, 2, 0},
-        {"packet: mode command failure is ignored", false, 0, {{0, 5}}, 0, 2, 1},
-        {"network: open failure is passed through, nothing written", true, 3, {}, 3, 0, 0},
-        {"network: request write failure gives ten without reading", true, 0, {{0, 5}}, 10, 1, 0},
-        {"network: failed acknowledgement changes nothing", true, 0, {{1, 5}}, 0, 2, 1},
-    };
-    for (const auto& [name, network, openResult, writeResults, expected, writes, readCalls] : cases) {
-        SCOPED_TRACE(name);
-        const Bytes answer = packet(0x00, {0x01});
-        Exchange x(network, {network ? datagram(0, answer) : answer});
-        x.connection->openResult = openResult;
-        x.connection->writeResults = writeResults;
-        EXPECT_EQ(x.request(), expected);
-        EXPECT_EQ(x.connection->writes.size(), writes);
-        EXPECT_EQ(x.connection->readCalls, readCalls);
-        EXPECT_EQ(x.connection->closes, openResult == 0 ? 1 : 0);  // only an opened connection is closed
     }
 }
 
