@@ -58,10 +58,10 @@ std::vector<Row> supplyRows(CUPSSNMPParser& parser) {
 }  // namespace
 
 TEST(CUPSSNMPSupplies, WalksTheFourTablesIntoSupplyRecordsAndPassesOverASilentOne) {
-    std::map<std::string, std::string> tables = {{".1.3.6.1.2.1.43.7.1", kLocalization},
-                                                 {".1.3.6.1.2.1.43.5.1", kGeneral},
-                                                 {".1.3.6.1.2.1.43.12.1", kColorants},
-                                                 {".1.3.6.1.2.1.43.11.1", kSupplies}};
+    const std::vector<std::string> subtrees = {".1.3.6.1.2.1.43.7.1", ".1.3.6.1.2.1.43.5.1", ".1.3.6.1.2.1.43.12.1",
+                                               ".1.3.6.1.2.1.43.11.1"};  // in the order they are walked
+    std::map<std::string, std::string> tables = {
+        {subtrees[0], kLocalization}, {subtrees[1], kGeneral}, {subtrees[2], kColorants}, {subtrees[3], kSupplies}};
     const std::vector<Row> expected = {
         {1, "Black Toner", 3, 6000, 4200},
         {2, "Cyan Toner", 3, 5000, 2500},
@@ -77,7 +77,7 @@ TEST(CUPSSNMPSupplies, WalksTheFourTablesIntoSupplyRecordsAndPassesOverASilentOn
     // default code page stands.
     for (int codePage : {17, 2009}) {
         SCOPED_TRACE(codePage);
-        if (codePage == 2009) tables.erase(".1.3.6.1.2.1.43.5.1");
+        if (codePage == 2009) tables.erase(subtrees[1]);
         auto* connection = new ScriptedConnection();
         connection->silenceStatus = -1;
         connection->onWrite = [connection, &tables](const ScriptedConnection::Bytes& subtree) {
@@ -89,10 +89,8 @@ TEST(CUPSSNMPSupplies, WalksTheFourTablesIntoSupplyRecordsAndPassesOverASilentOn
         CUPSSNMPParser parser;
         CUPSSNMPSupplyCmd command;
         EXPECT_EQ(0, command.Execute(&protocol, &parser));
-        std::vector<std::string> walked;
-        for (size_t i = 0; i < connection->writes.size(); ++i) walked.push_back(connection->writtenText(i));
-        EXPECT_EQ(walked, (std::vector<std::string>{".1.3.6.1.2.1.43.7.1", ".1.3.6.1.2.1.43.5.1",
-                                                    ".1.3.6.1.2.1.43.12.1", ".1.3.6.1.2.1.43.11.1"}));
+        ASSERT_EQ(connection->writes.size(), subtrees.size());
+        for (size_t i = 0; i < subtrees.size(); ++i) EXPECT_EQ(connection->writtenText(i), subtrees[i]);
         EXPECT_EQ(expected, supplyRows(parser));
         EXPECT_EQ(codePage, parser.getCodePage());
     }

@@ -67,7 +67,7 @@ TEST(NpaWalk, FindsTheDuplexLeafOnlyWhereItBelongs) {
     leafless.setHeaderString("P{ID:1,DT:1}C{NE:1,LD:2}L{}");
     E unwanted = E::container(3, {E::integer(1, 99), E::text(2, "xx"), E::integer(3, 5)});
     unwanted.withCount(200);  // only its length field matters
-    const std::tuple<const char*, NpaAnswerBuilder, NpaElement, int> cases[] = {
+    std::vector<std::tuple<std::string, NpaAnswerBuilder, NpaElement, int>> cases = {
         {"no duplex leaf", plain, rdc::root({rdc::configuration({})}), -1},
         {"string leaf", plain, inConfiguration(E::container(4, {E::text(1, "1")})), -1},
         {"two", plain, duplexTree(2), 2},
@@ -82,6 +82,12 @@ TEST(NpaWalk, FindsTheDuplexLeafOnlyWhereItBelongs) {
         // A leaf then carries no value bytes, and the walk must still land on the next one.
         {"no leaf lengths: integers read 0", leafless, inConfiguration(E::container(4, {E::leaf(1, 1, "")})), 0},
     };
+    // Trays before the duplex leaf, with other field widths.
+    const E trays = rdc::inputTrays({rdc::inputTray(1, 1, "Tray 1"), rdc::inputTray(2, 3, "Tray 3")});
+    for (const NpaWidths& w : {NpaWidths{4, 1, 4, 4, 1}, NpaWidths{1, 2, 1, 3, 4}, NpaWidths{8, 8, 8, 8, 8}}) {
+        cases.emplace_back(NpaAnswerBuilder::headerString(w), NpaAnswerBuilder(w),
+                           rdc::root({rdc::configuration({trays, rdc::duplex(1)})}), 1);
+    }
     for (const auto& [name, builder, tree, expected] : cases) {
         SCOPED_TRACE(name);
         RDCDuplexParser parser;
@@ -92,78 +98,47 @@ TEST(NpaWalk, FindsTheDuplexLeafOnlyWhereItBelongs) {
     }
 }
 
-TEST(NpaWalk, DecodesTheSameTreeWithAnyFieldWidths) {
-    for (const NpaWidths& w : {NpaWidths{1, 1, 1, 2, 2}, NpaWidths{4, 1, 4, 4, 1}, NpaWidths{1, 2, 1, 3, 4},
-                               NpaWidths{8, 8, 8, 8, 8}}) {
-        SCOPED_TRACE(NpaAnswerBuilder::headerString(w));
-        const NpaElement tree = rdc::root({rdc::configuration(
-            {rdc::inputTrays({rdc::inputTray(1, 1, "Tray 1"), rdc::inputTray(2, 3, "Tray 3")}), rdc::duplex(1)})});
-        RDCInputParser input;
-        RDCDuplexParser duplexParser;
-        parse(input, tree, CMD_CONFIGURATION, NpaAnswerBuilder(w));
-        parse(duplexParser, tree, CMD_CONFIGURATION, NpaAnswerBuilder(w));
-        OptionMap trays;
-        int duplex = -5;
-        input.getTrays(trays);
-        duplexParser.getDuplex(duplex);
-        EXPECT_EQ(trays, (OptionMap{{1, "Tray 1"}, {3, "Tray 3"}}));
-        EXPECT_EQ(duplex, 1);
-    }
-}
-
 // Tray |tray| with one entry holding |leaves|.
 E trayEntry(uint64_t tray, std::vector<E> leaves) {
     return E::container(tray, {E::container(5, {E::container(1, {E::container(1, std::move(leaves))})})});
 }
 
-TEST(RdcInput, CollectsTraysInSequenceAndReportsTheManualFeeder) {
-    const std::tuple<const char*, std::vector<E>, OptionMap, int> cases[] = {
-        {"manual feeder", {rdc::inputTray(1, 1, "T1"), rdc::inputTray(2, 2, "T2"), rdc::inputTray(3, 130, "Env")},
-         {{1, "T1"}, {2, "T2"}, {130, "Env"}}, 1},
-        {"ids outside the ranges",
-         {rdc::inputTray(1, 1, "T1"), rdc::inputTray(2, 6, "Six"), rdc::inputTray(3, 133, "Big"),
-          rdc::inputTray(4, 128, "Manual")},
-         {{0, "Big"}, {1, "T1"}, {128, "Manual"}}, 0},
-        {"out-of-sequence tray is not collected", {rdc::inputTray(1, 1, "T1"), rdc::inputTray(3, 3, "T3")}, {{1, "T1"}}, 0},
+TEST(RdcOptions, TraysInSequenceAndBinsAndFinishersWithTheirOwnRanges) {
+    using rdc::inputTray, rdc::outputUnit;
+    const std::tuple<const char*, E, OptionMap, int, OptionMap, OptionMap> cases[] = {
+        // name, configuration part, trays, manual feeder, bins, finishers
+        {"tray ids outside the ranges",
+         rdc::inputTrays({inputTray(1, 1, "T1"), inputTray(2, 6, "Six"), inputTray(3, 133, "Big"), inputTray(4, 128, "M")}),
+         {{0, "Big"}, {1, "T1"}, {128, "M"}}, 0, {}, {}},
+        {"out-of-sequence tray is not collected", rdc::inputTrays({inputTray(1, 1, "T1"), inputTray(3, 3, "T3")}),
+         {{1, "T1"}}, 0, {}, {}},
         // A second name for the same id replaces the first.
-        {"two names", {rdc::inputTray(1, 4, "T4"), trayEntry(2, {E::integer(1, 1), E::text(3, "A"), E::text(3, "B")})},
-         {{1, "B"}, {4, "T4"}}, 0},
-        {"name before id: filed under id 0", {trayEntry(1, {E::text(3, "Early"), E::integer(1, 2)})},
-         {{0, "Early"}, {2, ""}}, 0},
-        {"invalid id, no name: nothing", {trayEntry(1, {E::integer(1, 9)})}, {}, -1},
-    };
-    for (const auto& [name, trays, expected, manualFeeder] : cases) {
-        SCOPED_TRACE(name);
-        RDCInputParser parser;
-        OptionMap got = kUntouched;
-        int feeder = -1;
-        EXPECT_EQ(parser.getTrays(got), NPA_NOT_PARSED);
-        parse(parser, inConfiguration(rdc::inputTrays(trays)));
-        EXPECT_EQ(parser.getTrays(got), 0);
-        EXPECT_EQ(parser.getManualFeeder(feeder), 0);
-        EXPECT_EQ(got, expected.empty() ? kUntouched : expected);
-        EXPECT_EQ(feeder, manualFeeder);
-    }
-}
-
-TEST(RdcOutput, CollectsBinsAndFinishersWithTheirOwnRanges) {
-    const std::tuple<const char*, std::vector<E>, OptionMap, OptionMap> cases[] = {
-        {"standard unit", {rdc::outputUnit(1, 12, "Stapler", {{1, "Standard"}, {3, "Bin 2"}})},
-         {{1, "Standard"}, {3, "Bin 2"}}, {{12, "Stapler"}}},
-        {"bin 0 accepted, 17 not", {rdc::outputUnit(1, 22, "Adv", {{0, "Z"}, {17, "Q"}})}, {{0, "Q"}}, {{22, "Adv"}}},
-        {"finisher 15 and 23 are ignored", {rdc::outputUnit(1, 15, "Fifteen", {}), rdc::outputUnit(2, 23, "", {})}, {},
-         {{0, "Fifteen"}}},
+        {"two names", rdc::inputTrays({inputTray(1, 4, "T4"), trayEntry(2, {E::integer(1, 1), E::text(3, "A"), E::text(3, "B")})}),
+         {{1, "B"}, {4, "T4"}}, 0, {}, {}},
+        {"name before id: filed under id 0", rdc::inputTrays({trayEntry(1, {E::text(3, "Early"), E::integer(1, 2)})}),
+         {{0, "Early"}, {2, ""}}, 0, {}, {}},
+        {"invalid id, no name: nothing", rdc::inputTrays({trayEntry(1, {E::integer(1, 9)})}), {}, -1, {}, {}},
+        {"bin 0 accepted, 17 not", rdc::outputUnits({outputUnit(1, 22, "Adv", {{0, "Z"}, {17, "Q"}})}), {}, -1, {{0, "Q"}},
+         {{22, "Adv"}}},
+        {"finisher 15 and 23 are ignored", rdc::outputUnits({outputUnit(1, 15, "Fifteen", {}), outputUnit(2, 23, "", {})}),
+         {}, -1, {}, {{0, "Fifteen"}}},
         {"later unit with the same finisher wins",
-         {rdc::outputUnit(1, 12, "First", {}), rdc::outputUnit(2, 12, "Second", {})}, {}, {{12, "Second"}}},
-        {"out-of-sequence unit is not read", {rdc::outputUnit(2, 22, "Adv", {{2, "B"}})}, {}, {}},
+         rdc::outputUnits({outputUnit(1, 12, "First", {}), outputUnit(2, 12, "Second", {})}), {}, -1, {}, {{12, "Second"}}},
+        {"out-of-sequence unit is not read", rdc::outputUnits({outputUnit(2, 22, "Adv", {{2, "B"}})}), {}, -1, {}, {}},
     };
-    for (const auto& [name, units, bins, finishers] : cases) {
+    for (const auto& [name, part, trays, manualFeeder, bins, finishers] : cases) {
         SCOPED_TRACE(name);
-        RDCOutputParser parser;
-        parse(parser, inConfiguration(rdc::outputUnits(units)));
-        OptionMap gotBins = kUntouched, gotFinishers = kUntouched;
-        EXPECT_EQ(parser.getBins(gotBins), 0);
-        EXPECT_EQ(parser.getFinishers(gotFinishers), 0);
+        RDCInputParser input;
+        RDCOutputParser output;
+        OptionMap gotTrays = kUntouched, gotBins = kUntouched, gotFinishers = kUntouched;
+        int feeder = -1;
+        EXPECT_EQ(input.getTrays(gotTrays), NPA_NOT_PARSED);
+        parse(input, inConfiguration(part));
+        parse(output, inConfiguration(part));
+        EXPECT_EQ(std::make_pair(input.getTrays(gotTrays), input.getManualFeeder(feeder)), std::make_pair(0, 0));
+        EXPECT_EQ(std::make_pair(output.getBins(gotBins), output.getFinishers(gotFinishers)), std::make_pair(0, 0));
+        EXPECT_EQ(gotTrays, trays.empty() ? kUntouched : trays);
+        EXPECT_EQ(feeder, manualFeeder);
         EXPECT_EQ(gotBins, bins.empty() ? kUntouched : bins);
         EXPECT_EQ(gotFinishers, finishers.empty() ? kUntouched : finishers);
     }
@@ -176,34 +151,27 @@ supplyInfo_ makeSupply(int id, std::string name, int type, int maximum, int leve
 }
 auto fields(const supplyInfo_* s) { return std::make_tuple(s->supplyId, s->name, s->type, s->maxCapacity, s->currentLevel); }
 
-TEST(RdcSupply, BuildsOneRecordPerSupplyInOrderWithNamesFromTheCodePage) {
+// Code page conversion of the names shows in the whole-program supply reports.
+TEST(RdcSupply, BuildsOneRecordPerSupplyInOrder) {
     const supplyInfo_ black = makeSupply(1, "Black \x81", 1, 100, 40), drum = makeSupply(2, "Drum", 4, 2000, -3),
                       third = makeSupply(4, "Third", 1, 10, 9), empty;
     // Supply 4 is out of sequence: no record, nothing written into another; "1.2.9" adds an
-    // empty record. Without a code page the name bytes stay as they are; 2009 converts them.
-    for (int codePage : {0, 2009}) {
-        std::vector<E> sections = {rdc::configuration(
-            {rdc::supplies({rdc::supply(1, black), rdc::supply(2, drum), rdc::supply(4, third)}),
-             E::container(9, {E::integer(1, 77)})})};
-        if (codePage) sections.insert(sections.begin(), rdc::generalInfo(codePage));
-        RDCGenInfoParser generalInfo;
-        RDCSupplyParser parser(&generalInfo);
-        parse(parser, rdc::root(sections), CMD_SUPPLIES);
-        std::list<supplyInfo_*> records;
-        EXPECT_EQ(parser.getSupplyInfo(records), 0);
-        ASSERT_EQ(records.size(), 3u);
-        supplyInfo_ converted = black;
-        if (codePage) converted.name = "Black \xC3\xBC";
-        EXPECT_EQ(fields(records.front()), fields(&converted));
-        EXPECT_EQ(fields(*std::next(records.begin())), fields(&drum));
-        EXPECT_EQ(fields(records.back()), fields(&empty));
-    }
+    // empty record. Without a code page the name bytes stay as they are.
     RDCGenInfoParser generalInfo;
-    RDCSupplyParser parser(&generalInfo);
-    parse(parser, duplexTree(1), CMD_SUPPLIES);
-    supplyInfo_ mine;
-    std::list<supplyInfo_*> records{&mine};
+    RDCSupplyParser parser(&generalInfo), none(&generalInfo);
+    const E supplies = rdc::supplies({rdc::supply(1, black), rdc::supply(2, drum), rdc::supply(4, third)});
+    parse(parser, rdc::root({rdc::configuration({supplies, E::container(9, {E::integer(1, 77)})})}), CMD_SUPPLIES);
+    std::list<supplyInfo_*> records;
     EXPECT_EQ(parser.getSupplyInfo(records), 0);
+    ASSERT_EQ(records.size(), 3u);
+    EXPECT_EQ(fields(records.front()), fields(&black));
+    EXPECT_EQ(fields(*std::next(records.begin())), fields(&drum));
+    EXPECT_EQ(fields(records.back()), fields(&empty));
+
+    parse(none, duplexTree(1), CMD_SUPPLIES);
+    supplyInfo_ mine;
+    records = {&mine};
+    EXPECT_EQ(none.getSupplyInfo(records), 0);
     EXPECT_EQ(records, std::list<supplyInfo_*>{&mine});  // without supplies the caller's list is left alone
 }
 
