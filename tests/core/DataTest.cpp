@@ -6,7 +6,7 @@
 
 using cfftest::text;
 
-TEST(Data, CopyKeepsBytesAndHeaderFieldsButResetsTheErrorCode) {
+TEST(Data, CopiesKeepBytesAndHeaderFieldsButNotTheErrorCodeAndEmptyAssignsChangeNothing) {
     Data source(std::string("\xA5\x00\x02\x10\xE0", 5));
     source.setErrorCode(13);
     source.setHeaderSize(5);
@@ -21,9 +21,7 @@ TEST(Data, CopyKeepsBytesAndHeaderFieldsButResetsTheErrorCode) {
         EXPECT_EQ(d->getHeaderSize(), 5);
         EXPECT_EQ(d->getErrorCheckingByte(), 4);
     }
-}
-
-TEST(Data, AssignOfNothingKeepsTheOldContentAndEmptyHasNoBytes) {
+    // Assigning nothing keeps the old content; an empty buffer has no bytes.
     EXPECT_EQ(Data().size(), 0);
     EXPECT_EQ(Data().get(), nullptr);
     Data d(std::string("abc"));

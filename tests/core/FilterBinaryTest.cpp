@@ -33,9 +33,8 @@ struct FilterRun {
     std::string out, err, log, markerAfter;
 };
 
-// Runs the filter with files in |d| in a mount and network namespace of its own: an empty /tmp,
-// so the host's /tmp/startlog is never seen nor touched, and no network. |marker| is put into
-// /tmp/startlog first; none means no such file.
+// Runs the filter with files in |d| in its own mount and network namespace (an empty /tmp, no network),
+// with |marker| as /tmp/startlog (none: no such file); the host's /tmp/startlog is never touched.
 FilterRun runFilter(const std::string& d, const std::vector<std::string>& args, const char* uri,
                     const std::string& stdinText, const std::optional<std::string>& marker) {
     for (const char* name : {"out", "err", "status", "CommandFileFilter", "marker.after"}) std::filesystem::remove(d + "/" + name);

@@ -1,14 +1,12 @@
-// DamagedAnswers: a good answer cut short at every length and corrupted at random, for the
-// robustness loops that every parser must survive (the suite also runs under AddressSanitizer).
+// DamagedAnswers: a good answer cut at every length and corrupted at random, for the robustness loops.
 #pragma once
 
 #include <random>
 
 namespace cfftest {
 
-// Calls feed(bytes, true) with every proper prefix of |answer|, then feed(bytes, false) with
-// |rounds| copies in which one to |flips| bytes are replaced, half of them by a small value
-// (0-2) that passes for a plausible length, count or id.
+// Calls feed(prefix, true) for every proper prefix of |answer|, then feed(copy, false) for |rounds| copies
+// with one to |flips| bytes replaced, half of them by 0-2, plausible as a length, count or id.
 template <class Bytes, class Feed>
 void feedDamaged(const Bytes& answer, int rounds, int flips, Feed feed) {
     for (size_t size = 0; size < answer.size(); ++size) feed(Bytes(answer.begin(), answer.begin() + size), true);

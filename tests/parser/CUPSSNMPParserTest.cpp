@@ -1,5 +1,4 @@
-// Tests of the supply report through the backend's SNMP walks: the command, its protocol and
-// the parser that turns a colour printer's walk lines into supply records.
+// Tests of the supply report through the backend's SNMP walks: the command, its protocol and parser.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -13,8 +12,7 @@
 
 namespace {
 
-// Walk lines of one table as the walk delivers them: column by column (from MIB column
-// 2), each column holding every row.
+// Walk lines of one table, column by column (from MIB column 2), each column holding every row.
 std::string walk(const std::string& entry, const std::string& instance, const std::vector<std::vector<std::string>>& rows) {
     std::string text;
     for (size_t column = 0; column < rows.front().size(); ++column) {

@@ -1,5 +1,4 @@
-// Tests of the NPA parsers: the answer frame and container walk they share, what the tray,
-// bin and supply parsers collect from RDC answers, and the ROC option-text parser.
+// Tests of the NPA parsers: frame and container walk, trays, bins, supplies and the ROC option text.
 #include <gtest/gtest.h>
 
 #include "helpers/NpaAnswerBuilder.h"

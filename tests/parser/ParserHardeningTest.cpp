@@ -1,5 +1,4 @@
-// Hostile, truncated and random answers fed to every NPA parser: each must end quickly
-// without reading outside the answer (the suite also runs under AddressSanitizer).
+// Hostile and damaged answers fed to every NPA parser: each must end quickly and read in bounds.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -15,9 +14,8 @@ namespace {
 using E = NpaElement;
 using Clock = std::chrono::steady_clock;
 
-// Feeds |bytes| to a registry under every command id, as one run does, and has the PPD
-// mapping query everything; also to the general-information parser, which the registry
-// never feeds directly.
+// Feeds |bytes| to a registry under every command id, as one run does, and to the general-information
+// parser, which the registry never feeds directly; the PPD mapping queries everything.
 void feedEverywhere(const NpaBytes& bytes) {
     Data data = NpaAnswerBuilder::toData(bytes);
     NPAParser registry;
@@ -54,6 +52,7 @@ NpaBytes deeplyNested(size_t levels) {
     return NpaAnswerBuilder::frame(body);
 }
 
+// Lengths past the end come from the damaged answers below.
 TEST(ParserHardening, HostileTreesEndQuickly) {
     NpaWidths wide;
     wide.count = 4;
@@ -62,19 +61,12 @@ TEST(ParserHardening, HostileTreesEndQuickly) {
     hugeWidths.setHeaderString("P{ID:99999999999,DT:-4}C{NE:70000,LD:1}L{LD:2}");
     E countLies = rdc::configuration({rdc::inputTrays({rdc::inputTray(1, 1, "T")})});
     countLies.withCount(0xFFFFFFFFu);
-    E lengthLies = rdc::configuration({rdc::duplex(1)});
-    lengthLies.withLength(60000);
-    E leafLies = E::text(3, "abc");
-    leafLies.withLength(0xFFFF);
 
     const std::pair<const char*, NpaBytes> answers[] = {
         {"count 2^32-1", NpaAnswerBuilder(wide).build(rdc::root({countLies}))},
         {"widths above 8", fullConfiguration(NpaWidths{9, 12, 9, 10, 16})},
         {"zero widths", zeroWidths.build(E::container(1, {}))},
         {"huge and negative widths", hugeWidths.build(rdc::root({rdc::duplex(1)}))},
-        {"container length past the end", NpaAnswerBuilder().build(rdc::root({lengthLies}))},
-        {"leaf length past the end",
-         NpaAnswerBuilder().build(rdc::root({rdc::configuration({E::container(1, {leafLies})})}))},
         {"12000 nested containers", deeplyNested(12000)},
     };
     for (const auto& [name, bytes] : answers) {
@@ -85,8 +77,7 @@ TEST(ParserHardening, HostileTreesEndQuickly) {
     }
 }
 
-// Cut at every length and corrupted at random, each also with its length field repaired so
-// that the walk itself meets the damage.
+// Each damaged answer also with its length field repaired, so that the walk itself meets the damage.
 TEST(ParserHardening, TruncatedAndCorruptedAnswers) {
     for (const NpaBytes& answer : {fullConfiguration(), fullConfiguration(NpaWidths{2, 1, 2, 4, 3}),
                                    fullConfiguration(NpaWidths{1, 1, 4, 2, 1}), rocAnswer("FLASH:1; RAM:64;")}) {

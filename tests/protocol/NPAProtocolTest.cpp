@@ -1,5 +1,4 @@
-// Tests of the NPA packet and network framings over a scripted connection, and of joining
-// answer packets whose lengths cannot be trusted.
+// Tests of the NPA packet and network framings, and of joining answer packets with untrusted lengths.
 #include <gtest/gtest.h>
 
 #include "helpers/DamagedAnswers.h"

@@ -9,8 +9,7 @@ using namespace snmptest;
 
 namespace {
 
-// Decodes from a heap copy of exactly the message's size, so that a sanitizer build
-// reports any read past the datagram.
+// Decodes from a heap copy of exactly the message's size: a sanitizer build reports overreads.
 std::map<std::string, std::string> decode(const Bytes& message, int expectedResult = 0) {
     std::unique_ptr<unsigned char[]> copy(new unsigned char[message.size() + 1]);
     std::copy(message.begin(), message.end(), copy.get());
