@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "connection/Connection.h"
+#include "protocol/Protocol.h"
 #include "core/Data.h"
 #include "protocol/NPAResp.h"
 
@@ -34,8 +34,8 @@ inline Bytes packet(unsigned char flags, const Bytes& payload, unsigned char ech
 
 // An NPA protocol of type P with its response builder over |connection|, which it owns.
 template <class P>
-std::unique_ptr<P> protocolOver(Connection* connection) {
-    auto protocol = std::make_unique<P>(connection);
+std::unique_ptr<Protocol> protocolOver(Connection* connection) {
+    std::unique_ptr<Protocol> protocol = std::make_unique<P>(connection);
     protocol->assignResponseBuilder(new NPAResp());
     return protocol;
 }

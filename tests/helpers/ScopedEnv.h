@@ -9,9 +9,6 @@
 class ScopedEnv {
 public:
     using Value = std::optional<std::string>;
-    ScopedEnv() = default;
-    ScopedEnv(const ScopedEnv&) = delete;
-    ScopedEnv& operator=(const ScopedEnv&) = delete;
     ~ScopedEnv() {
         for (const auto& [name, value] : saved_) put(name, value);
     }

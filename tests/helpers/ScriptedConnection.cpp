@@ -9,13 +9,9 @@ int ScriptedConnection::doWrite(Data* request) {
 }
 
 int ScriptedConnection::doRead(Data& answer) {
-    Read read{{}, silenceStatus};
-    if (!reads.empty()) {
-        read = reads.front();
-        reads.pop_front();
-    } else if (endlessReads) {
-        read = {endlessReads(readCalls)};
-    }
+    const Read read = !reads.empty() ? reads.front()
+                      : endlessReads ? Read{endlessReads(readCalls)} : Read{{}, silenceStatus};
+    if (!reads.empty()) reads.pop_front();
     ++readCalls;
     if (read.status != 0) return read.status;
     ++readsServed;

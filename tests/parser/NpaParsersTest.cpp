@@ -197,16 +197,12 @@ TEST(RocParser, EveryCountBytePassAddsTheSameRecord) {
         EXPECT_EQ(parser.getFLash(flash), 0);
         EXPECT_EQ(flash, expectedFlash);
     }
+    // Six bytes are too few; the frame check itself is shared with the RDC parsers (NpaFrame above).
     ROCParser parser;
     int flash = -1;
     Data six = NpaAnswerBuilder::toData(NpaAnswerBuilder::frame(NpaBytes(3, 0)));
     EXPECT_EQ(parser.parseData(&six, CMD_ROC), INSUFFICIENT_NPA_DATA_ERROR);
     EXPECT_EQ(parser.getFLash(flash), NPA_NOT_PARSED);
-    NpaBytes bad = rocAnswer("FLASH:1;");
-    bad[1] = 1;
-    Data badData = NpaAnswerBuilder::toData(bad);
-    EXPECT_EQ(parser.parseData(&badData, CMD_ROC), INVALID_RESPONSE_DATA_ERROR);
-    EXPECT_EQ(parser.getFLash(flash), INVALID_RESPONSE_DATA_ERROR);
     EXPECT_EQ(flash, -1);
 }
 

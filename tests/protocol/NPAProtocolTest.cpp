@@ -29,10 +29,9 @@ struct Exchange {
     ScriptedConnection* connection;  // owned by |protocol|
     std::unique_ptr<Protocol> protocol;
     Data answer;
-    Exchange(bool network, const std::vector<Bytes>& reads = {}) : connection(new ScriptedConnection(reads)) {
-        if (network) protocol = protocolOver<NPABiDiProtocol>(connection);
-        else protocol = protocolOver<NPAProtocol>(connection);
-    }
+    Exchange(bool network, const std::vector<Bytes>& reads = {})
+        : connection(new ScriptedConnection(reads)),
+          protocol(network ? protocolOver<NPABiDiProtocol>(connection) : protocolOver<NPAProtocol>(connection)) {}
     int request() {
         Bytes bytes = rdcRequest();
         Data request(bytes.data(), static_cast<int>(bytes.size()));
