@@ -37,7 +37,7 @@ struct FilterRun {
 // with |marker| as /tmp/startlog (none: no such file); the host's /tmp/startlog is never touched.
 FilterRun runFilter(const std::string& d, const std::vector<std::string>& args, const char* uri,
                     const std::string& stdinText, const std::optional<std::string>& marker) {
-    for (const char* name : {"out", "err", "status", "CommandFileFilter", "marker.after"}) std::filesystem::remove(d + "/" + name);
+    for (const char* name : {"out", "err", "CommandFileFilter", "marker.after"}) std::filesystem::remove(d + "/" + name);
     writeFile(d + "/stdin", stdinText);
     std::ostringstream script;
     script << cfftest::privateTmpShell() << "\n";
@@ -45,13 +45,12 @@ FilterRun runFilter(const std::string& d, const std::vector<std::string>& args, 
     script << "env -i PATH=/usr/bin:/bin" << cfftest::sanitizerEnvironmentWords() << " TMPDIR=" << quoted(d)
            << (uri ? std::string(" DEVICE_URI=") + quoted(uri) : "") << " " << quoted(CFF_FILTER_BINARY);
     for (const std::string& arg : args) script << " " << quoted(arg);
-    script << " <" << quoted(d + "/stdin") << " >" << quoted(d + "/out") << " 2>" << quoted(d + "/err") << "\necho $? >"
-           << quoted(d + "/status") << "\n[ -f /tmp/startlog ] && cp /tmp/startlog " << quoted(d + "/marker.after") << "\n";
+    script << " <" << quoted(d + "/stdin") << " >" << quoted(d + "/out") << " 2>" << quoted(d + "/err")
+           << "\nstatus=$?; [ -f /tmp/startlog ] && cp /tmp/startlog " << quoted(d + "/marker.after") << "\nexit $status\n";
     writeFile(d + "/run.sh", script.str());
     int waitStatus = std::system(("unshare --mount --net --propagation private sh " + quoted(d + "/run.sh")).c_str());
-    std::string status = readFile(d + "/status");
-    if (!WIFEXITED(waitStatus) || WEXITSTATUS(waitStatus) == 99 || status.empty()) return {};
-    return {std::stoi(status), readFile(d + "/out"), readFile(d + "/err"), readFile(d + "/CommandFileFilter"),
+    if (!WIFEXITED(waitStatus) || WEXITSTATUS(waitStatus) == 99) return {};  // 99: no private /tmp
+    return {WEXITSTATUS(waitStatus), readFile(d + "/out"), readFile(d + "/err"), readFile(d + "/CommandFileFilter"),
             readFile(d + "/marker.after")};
 }
 
