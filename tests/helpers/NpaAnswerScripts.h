@@ -1,6 +1,7 @@
 // NpaAnswerScripts: the NPA request bytes and answer packets that scripted printers play.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -17,7 +18,8 @@ constexpr unsigned char kRdcEcho = 0xE0;  // byte 4 of the RDC request, repeated
 inline Bytes rdcRequest() { return {0xA5, 0x00, 0x07, 0x50, kRdcEcho, 0x21, 0x01, 0x00, 0x00, 0x00}; }
 // The command that puts the printer into NPA mode.
 inline Bytes npaModeCommand() {
-    return {0xA5, 0x00, 0x10, 0x80, 0xA4, 0x5B, 0xA4, 0x5B, 0x10, 0xEF, 0xA4, 0x5B, 0x11, 0xEE, 0x00, 0xFF, 0x13, 0xEC, 0x2E};
+    return {0xA5, 0x00, 0x10, 0x80, 0xA4, 0x5B, 0xA4, 0x5B, 0x10, 0xEF,
+            0xA4, 0x5B, 0x11, 0xEE, 0x00, 0xFF, 0x13, 0xEC, 0x2E};
 }
 inline Bytes bytesOf(const Data& data) { return data.get() ? Bytes(data.get(), data.get() + data.size()) : Bytes(); }
 
@@ -29,7 +31,7 @@ inline Bytes concat(const std::vector<Bytes>& parts) {
 // An answer packet: 0xA5, the 16-bit length of what follows, |flags|, |echo|, |payload|.
 inline Bytes packet(unsigned char flags, const Bytes& payload, unsigned char echo = kRdcEcho) {
     size_t length = payload.size() + 2;
-    return concat({{0xA5, static_cast<unsigned char>(length >> 8), static_cast<unsigned char>(length), flags, echo}, payload});
+    return concat({{0xA5, uint8_t(length >> 8), uint8_t(length), flags, echo}, payload});
 }
 
 // An NPA protocol of type P with its response builder over |connection|, which it owns.

@@ -35,7 +35,8 @@ TEST(NpaFrame, BadFramesAndHeadersKeepTheirCodes) {
     };
     auto withHeader = [](const char* header) { return NpaAnswerBuilder().setHeaderString(header).build(duplexTree(1)); };
     const std::tuple<const char*, NpaBytes, int, int> cases[] = {
-        {"46 bytes cannot hold a tree", NpaAnswerBuilder::frame(NpaBytes(43, 0)), INSUFFICIENT_NPA_DATA_ERROR, NPA_NOT_PARSED},
+        {"46 bytes cannot hold a tree", NpaAnswerBuilder::frame(NpaBytes(43, 0)), INSUFFICIENT_NPA_DATA_ERROR,
+         NPA_NOT_PARSED},
         {"length off by one", changed(2, good[2] + 1), INVALID_RESPONSE_DATA_ERROR, INVALID_RESPONSE_DATA_ERROR},
         {"bad start byte", changed(0, 0xA4), INVALID_RESPONSE_DATA_ERROR, INVALID_RESPONSE_DATA_ERROR},
         // Every key present, but the third brace group missing.
@@ -112,7 +113,8 @@ TEST(RdcOptions, TraysInSequenceAndBinsAndFinishersWithTheirOwnRanges) {
         {"out-of-sequence tray is not collected", rdc::inputTrays({inputTray(1, 1, "T1"), inputTray(3, 3, "T3")}),
          {{1, "T1"}}, 0, {}, {}},
         // A second name for the same id replaces the first.
-        {"two names", rdc::inputTrays({inputTray(1, 4, "T4"), trayEntry(2, {E::integer(1, 1), E::text(3, "A"), E::text(3, "B")})}),
+        {"two names",
+         rdc::inputTrays({inputTray(1, 4, "T4"), trayEntry(2, {E::integer(1, 1), E::text(3, "A"), E::text(3, "B")})}),
          {{1, "B"}, {4, "T4"}}, 0, {}, {}},
         {"name before id: filed under id 0", rdc::inputTrays({trayEntry(1, {E::text(3, "Early"), E::integer(1, 2)})}),
          {{0, "Early"}, {2, ""}}, 0, {}, {}},
@@ -145,7 +147,8 @@ TEST(RdcOptions, TraysInSequenceAndBinsAndFinishersWithTheirOwnRanges) {
 
 supplyInfo_ makeSupply(int id, std::string name, int type, int maximum, int level) {
     supplyInfo_ s;
-    std::tie(s.supplyId, s.name, s.type, s.maxCapacity, s.currentLevel) = std::make_tuple(id, std::move(name), type, maximum, level);
+    std::tie(s.supplyId, s.name, s.type, s.maxCapacity, s.currentLevel) =
+        std::make_tuple(id, std::move(name), type, maximum, level);
     return s;
 }
 auto fields(const supplyInfo_* s) { return std::make_tuple(s->supplyId, s->name, s->type, s->maxCapacity, s->currentLevel); }

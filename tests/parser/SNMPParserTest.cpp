@@ -36,7 +36,8 @@ TEST(SNMPParser, MapsReportedNamesToFixedIds) {
         {{"Tray 1", "Duplexor", "flash"}, {{{1, "Tray 1"}}, {}, {}, {1, 0, 0}}},
         {{"Standard Bin", "Bin 12", "Bin 13", "Duplex Paper Path", "%flash%"},
          {{}, {{1, "Standard Bin"}, {13, "Bin 12"}}, {}, {1, 1, -1}}},
-        {{"Finisher Unit", "Booklet Finisher Unit"}, {{}, {}, {{12, "Finisher Unit"}, {22, "Booklet Finisher Unit"}}, {0, 0, -1}}},
+        {{"Finisher Unit", "Booklet Finisher Unit"},
+         {{}, {}, {{12, "Finisher Unit"}, {22, "Booklet Finisher Unit"}}, {0, 0, -1}}},
         {{"tray 1", "Tray 1 ", "Duplexer"}, {{}, {}, {}, {0, 0, -1}}},  // exact names only
     };
     for (const auto& [names, model] : cases) {
