@@ -2,12 +2,11 @@
 #include <gtest/gtest.h>
 
 #include "core/Data.h"
+#include "helpers/TestUtil.h"
 
-namespace {
-std::string text(const Data& d) { return std::string(reinterpret_cast<const char*>(d.get()), d.size()); }
-}  // namespace
+using cfftest::text;
 
-TEST(Data, CopyKeepsBytesAndHeaderFieldsButResetsTheErrorCode) {
+TEST(Data, CopiesKeepBytesAndHeaderFieldsButNotTheErrorCodeAndEmptyAssignsChangeNothing) {
     Data source(std::string("\xA5\x00\x02\x10\xE0", 5));
     source.setErrorCode(13);
     source.setHeaderSize(5);
@@ -22,9 +21,7 @@ TEST(Data, CopyKeepsBytesAndHeaderFieldsButResetsTheErrorCode) {
         EXPECT_EQ(d->getHeaderSize(), 5);
         EXPECT_EQ(d->getErrorCheckingByte(), 4);
     }
-}
-
-TEST(Data, AssignOfNothingKeepsTheOldContentAndEmptyHasNoBytes) {
+    // Assigning nothing keeps the old content; an empty buffer has no bytes.
     EXPECT_EQ(Data().size(), 0);
     EXPECT_EQ(Data().get(), nullptr);
     Data d(std::string("abc"));

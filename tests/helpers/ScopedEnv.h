@@ -9,19 +9,14 @@
 class ScopedEnv {
 public:
     using Value = std::optional<std::string>;
-    ScopedEnv() = default;
-    ScopedEnv(const ScopedEnv&) = delete;
-    ScopedEnv& operator=(const ScopedEnv&) = delete;
     ~ScopedEnv() {
         for (const auto& [name, value] : saved_) put(name, value);
     }
 
     // Sets |name| to |value|, or unsets it when |value| is std::nullopt.
     void set(const std::string& name, const Value& value) {
-        if (saved_.count(name) == 0) {
-            const char* old = std::getenv(name.c_str());
-            saved_[name] = old ? Value(old) : std::nullopt;
-        }
+        const char* old = std::getenv(name.c_str());
+        saved_.emplace(name, old ? Value(old) : std::nullopt);  // the first value is the one restored
         put(name, value);
     }
 

@@ -2,22 +2,17 @@
 #include "ScriptedConnection.h"
 
 int ScriptedConnection::doWrite(Data* request) {
-    size_t n = writes.size();
     writes.push_back(request && request->get() ? Bytes(request->get(), request->get() + request->size()) : Bytes());
     if (onWrite) onWrite(writes.back());
-    auto scripted = writeResults.find(n);
+    auto scripted = writeResults.find(writes.size() - 1);
     return scripted == writeResults.end() ? 0 : scripted->second;
 }
 
 int ScriptedConnection::doRead(Data& answer) {
-    size_t call = readCalls++;
-    Read read{{}, silenceStatus};
-    if (!reads.empty()) {
-        read = reads.front();
-        reads.pop_front();
-    } else if (endlessReads) {
-        read = {endlessReads(call)};
-    }
+    const Read read = !reads.empty() ? reads.front()
+                      : endlessReads ? Read{endlessReads(readCalls)} : Read{{}, silenceStatus};
+    if (!reads.empty()) reads.pop_front();
+    ++readCalls;
     if (read.status != 0) return read.status;
     ++readsServed;
     answer.assign(read.bytes.data(), static_cast<int>(read.bytes.size()));

@@ -9,34 +9,26 @@
 
 #include "connection/Connection.h"
 
-class ScriptedConnection : public Connection {
-public:
+struct ScriptedConnection : Connection {
     using Bytes = std::vector<unsigned char>;
-    // One scripted read: the bytes returned, or a failing status when |status| is non-zero.
-    struct Read {
+    struct Read {  // the bytes returned, or a failing status when |status| is non-zero
         Bytes bytes;
         int status = 0;
     };
-
-    ScriptedConnection() = default;
     // One successful read per entry of |answers|, then silence.
-    explicit ScriptedConnection(const std::vector<Bytes>& answers) {
+    explicit ScriptedConnection(const std::vector<Bytes>& answers = {}) {
         for (const Bytes& answer : answers) addRead(answer);
     }
     void addRead(Bytes bytes) { reads.push_back({std::move(bytes)}); }
-    void addFailedRead(int status) { reads.push_back({{}, status}); }
     void addText(const std::string& text) { reads.push_back({Bytes(text.begin(), text.end())}); }
     std::string writtenText(size_t n) const { return std::string(writes.at(n).begin(), writes.at(n).end()); }
 
-    std::deque<Read> reads;  // served in order
-    int silenceStatus = 10;  // of every read once |reads| is used up
-    // When set, produces every read after the script (given the number of the read).
-    std::function<Bytes(size_t)> endlessReads;
-    // Called with each write; may queue the reads that answer it.
-    std::function<void(const Bytes&)> onWrite;
+    std::deque<Read> reads;                     // served in order
+    int silenceStatus = 10;                     // of every read once |reads| is used up
+    std::function<Bytes(size_t)> endlessReads;  // when set, every read after the script (by read number)
+    std::function<void(const Bytes&)> onWrite;  // called with each write; may queue its answer
     int openResult = 0;
     std::map<size_t, int> writeResults;  // status of the n-th write; writes not listed succeed
-
     std::vector<Bytes> writes;
     int opens = 0, closes = 0;
     size_t readsServed = 0, readCalls = 0;  // successful reads, and every doRead call

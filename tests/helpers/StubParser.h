@@ -1,5 +1,4 @@
-// StubParser: a Parser with fixed facts. Every query returns |status| and, unless that is
-// "not available", hands out the matching fact.
+// StubParser: a Parser whose queries return |status| and, unless "not available", the fixed facts.
 #pragma once
 
 #include "parser/Parser.h"

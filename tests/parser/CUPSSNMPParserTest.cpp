@@ -1,11 +1,10 @@
-// Tests of the supply report through the backend's SNMP walks: the command, its protocol and
-// the parser that turns a colour printer's walk lines into supply records.
+// Tests of the supply report through the backend's SNMP walks: the command, its protocol and parser.
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <random>
 
 #include "core/CUPSSNMPSupplyCmd.h"
+#include "helpers/DamagedAnswers.h"
 #include "helpers/ScriptedConnection.h"
 #include "parser/CUPSSNMPParser.h"
 #include "protocol/CUPSSNMPProtocol.h"
@@ -13,8 +12,7 @@
 
 namespace {
 
-// Walk lines of one table as the walk delivers them: column by column (from MIB column
-// 2), each column holding every row.
+// Walk lines of one table, column by column (from MIB column 2), each column holding every row.
 std::string walk(const std::string& entry, const std::string& instance, const std::vector<std::vector<std::string>>& rows) {
     std::string text;
     for (size_t column = 0; column < rows.front().size(); ++column) {
@@ -58,10 +56,10 @@ std::vector<Row> supplyRows(CUPSSNMPParser& parser) {
 }  // namespace
 
 TEST(CUPSSNMPSupplies, WalksTheFourTablesIntoSupplyRecordsAndPassesOverASilentOne) {
-    std::map<std::string, std::string> tables = {{".1.3.6.1.2.1.43.7.1", kLocalization},
-                                                 {".1.3.6.1.2.1.43.5.1", kGeneral},
-                                                 {".1.3.6.1.2.1.43.12.1", kColorants},
-                                                 {".1.3.6.1.2.1.43.11.1", kSupplies}};
+    const std::vector<std::string> subtrees = {".1.3.6.1.2.1.43.7.1", ".1.3.6.1.2.1.43.5.1", ".1.3.6.1.2.1.43.12.1",
+                                               ".1.3.6.1.2.1.43.11.1"};  // in the order they are walked
+    std::map<std::string, std::string> tables = {
+        {subtrees[0], kLocalization}, {subtrees[1], kGeneral}, {subtrees[2], kColorants}, {subtrees[3], kSupplies}};
     const std::vector<Row> expected = {
         {1, "Black Toner", 3, 6000, 4200},
         {2, "Cyan Toner", 3, 5000, 2500},
@@ -77,7 +75,7 @@ TEST(CUPSSNMPSupplies, WalksTheFourTablesIntoSupplyRecordsAndPassesOverASilentOn
     // default code page stands.
     for (int codePage : {17, 2009}) {
         SCOPED_TRACE(codePage);
-        if (codePage == 2009) tables.erase(".1.3.6.1.2.1.43.5.1");
+        if (codePage == 2009) tables.erase(subtrees[1]);
         auto* connection = new ScriptedConnection();
         connection->silenceStatus = -1;
         connection->onWrite = [connection, &tables](const ScriptedConnection::Bytes& subtree) {
@@ -89,32 +87,23 @@ TEST(CUPSSNMPSupplies, WalksTheFourTablesIntoSupplyRecordsAndPassesOverASilentOn
         CUPSSNMPParser parser;
         CUPSSNMPSupplyCmd command;
         EXPECT_EQ(0, command.Execute(&protocol, &parser));
-        std::vector<std::string> walked;
-        for (size_t i = 0; i < connection->writes.size(); ++i) walked.push_back(connection->writtenText(i));
-        EXPECT_EQ(walked, (std::vector<std::string>{".1.3.6.1.2.1.43.7.1", ".1.3.6.1.2.1.43.5.1",
-                                                    ".1.3.6.1.2.1.43.12.1", ".1.3.6.1.2.1.43.11.1"}));
+        ASSERT_EQ(connection->writes.size(), subtrees.size());
+        for (size_t i = 0; i < subtrees.size(); ++i) EXPECT_EQ(connection->writtenText(i), subtrees[i]);
         EXPECT_EQ(expected, supplyRows(parser));
         EXPECT_EQ(codePage, parser.getCodePage());
     }
 }
 
-TEST(CUPSSNMPParser, SurvivesArbitraryBytes) {
+TEST(CUPSSNMPParser, SurvivesDamagedWalksAndClampsHugeIndexes) {
     std::string zeros = ".1.3.6.1.2.1.43.11.1.1.6.1.";
     zeros += std::string("\0" "1=Black\0Toner\n", 15) + "no separator\n=\n" + std::string(5000, '=');
-    std::vector<std::string> inputs = {zeros};
-    std::mt19937 random(77);
-    for (int round = 0; round < 300; ++round) {
-        std::string corrupted = kLocalization + kGeneral + kColorants + kSupplies;
-        for (int i = 0; i < 20; ++i) {
-            corrupted[random() % corrupted.size()] = static_cast<char>(random());
-        }
-        inputs.push_back(corrupted);
-    }
-    for (const std::string& input : inputs) {
-        CUPSSNMPParser parser;
-        Data data(input);
-        EXPECT_EQ(0, parser.parseData(&data, CMD_SUPPLIES));
-        supplyRows(parser);
+    for (const std::string& walk : {zeros, kLocalization + kGeneral + kColorants + kSupplies}) {
+        cfftest::feedDamaged(walk, 300, 20, [](const std::string& text, bool) {
+            CUPSSNMPParser parser;
+            Data data(text);
+            EXPECT_EQ(0, parser.parseData(&data, CMD_SUPPLIES));
+            supplyRows(parser);
+        });
     }
     // Indexes beyond the int range are clamped, not wrapped onto other rows.
     CUPSSNMPParser parser;

@@ -1,5 +1,4 @@
-// Tests of the NPA parsers: the answer frame and container walk they share, what the tray,
-// bin and supply parsers collect from RDC answers, and the ROC option-text parser.
+// Tests of the NPA parsers: frame and container walk, trays, bins, supplies and the ROC option text.
 #include <gtest/gtest.h>
 
 #include "helpers/NpaAnswerBuilder.h"
@@ -13,24 +12,36 @@
 namespace {
 
 using E = NpaElement;
+using OptionMap = std::map<int, std::string>;
+using RocRecords = std::list<std::map<std::string, long>>;
+const OptionMap kUntouched{{99, "untouched"}};  // an empty result leaves the caller's map as it was
 
-NpaElement duplexTree(uint64_t value) { return rdc::root({rdc::configuration({rdc::duplex(value)})}); }
+NpaElement inConfiguration(NpaElement part) { return rdc::root({rdc::configuration({std::move(part)})}); }
+NpaElement duplexTree(uint64_t value) { return inConfiguration(rdc::duplex(value)); }
+
+// Feeds |parser| the answer holding |tree|, which it must accept.
+void parse(NPABaseParser& parser, const NpaElement& tree, CommandID id = CMD_CONFIGURATION,
+           const NpaAnswerBuilder& builder = NpaAnswerBuilder()) {
+    Data answer = builder.buildData(tree);
+    ASSERT_EQ(parser.parseData(&answer, id), 0);
+}
 
 TEST(NpaFrame, BadFramesAndHeadersKeepTheirCodes) {
-    NpaBytes offByOne = NpaAnswerBuilder().build(duplexTree(1));
-    offByOne[2] += 1;
-    NpaBytes badStart = NpaAnswerBuilder().build(duplexTree(1));
-    badStart[0] = 0xA4;
+    const NpaBytes good = NpaAnswerBuilder().build(duplexTree(1));
+    auto changed = [&good](size_t at, int value) {
+        NpaBytes bytes = good;
+        bytes[at] = static_cast<unsigned char>(value);
+        return bytes;
+    };
     auto withHeader = [](const char* header) { return NpaAnswerBuilder().setHeaderString(header).build(duplexTree(1)); };
     const std::tuple<const char*, NpaBytes, int, int> cases[] = {
         {"46 bytes cannot hold a tree", NpaAnswerBuilder::frame(NpaBytes(43, 0)), INSUFFICIENT_NPA_DATA_ERROR,
          NPA_NOT_PARSED},
-        {"length off by one", offByOne, INVALID_RESPONSE_DATA_ERROR, INVALID_RESPONSE_DATA_ERROR},
-        {"bad start byte", badStart, INVALID_RESPONSE_DATA_ERROR, INVALID_RESPONSE_DATA_ERROR},
+        {"length off by one", changed(2, good[2] + 1), INVALID_RESPONSE_DATA_ERROR, INVALID_RESPONSE_DATA_ERROR},
+        {"bad start byte", changed(0, 0xA4), INVALID_RESPONSE_DATA_ERROR, INVALID_RESPONSE_DATA_ERROR},
         // Every key present, but the third brace group missing.
         {"header without leaf group", withHeader("P{ID:1,DT:1}C{NE:1,LD:2}"), INVALID_HEADER_INFO_ERROR, NPA_NOT_PARSED},
-        {"header of another kind", withHeader("Q{ID:1,DT:1}C{NE:1,LD:2}L{LD:2}"), INVALID_HEADER_INFO_ERROR,
-         NPA_NOT_PARSED},
+        {"header of another kind", withHeader("Q{ID:1,DT:1}C{NE:1,LD:2}L{LD:2}"), INVALID_HEADER_INFO_ERROR, NPA_NOT_PARSED},
         {"header cut short", withHeader("P{ID:1,DT:1"), INVALID_HEADER_INFO_ERROR, NPA_NOT_PARSED},
     };
     for (const auto& [name, bytes, parsed, status] : cases) {
@@ -48,26 +59,17 @@ TEST(NpaFrame, BadFramesAndHeadersKeepTheirCodes) {
 }
 
 TEST(NpaWalk, FindsTheDuplexLeafOnlyWhereItBelongs) {
-    NpaWidths wideId;
+    NpaWidths wideId, noLeafLength;
     wideId.id = 2;
-    NpaWidths noLeafLength;
     noLeafLength.leafLength = 0;
     const NpaAnswerBuilder plain;
     NpaAnswerBuilder leafless(noLeafLength);
     leafless.setHeaderString("P{ID:1,DT:1}C{NE:1,LD:2}L{}");
-    // Lies about its child count; only its length field matters.
     E unwanted = E::container(3, {E::integer(1, 99), E::text(2, "xx"), E::integer(3, 5)});
-    unwanted.withCount(200);
-    struct Case {
-        const char* name;
-        NpaAnswerBuilder builder;
-        NpaElement tree;
-        int expected;
-    };
-    const Case cases[] = {
+    unwanted.withCount(200);  // only its length field matters
+    std::vector<std::tuple<std::string, NpaAnswerBuilder, NpaElement, int>> cases = {
         {"no duplex leaf", plain, rdc::root({rdc::configuration({})}), -1},
-        {"string leaf", plain, rdc::root({rdc::configuration({E::container(4, {E::text(1, "1")})})}), -1},
-        {"zero", plain, duplexTree(0), 0},
+        {"string leaf", plain, inConfiguration(E::container(4, {E::text(1, "1")})), -1},
         {"two", plain, duplexTree(2), 2},
         {"after an unwanted container and an unknown leaf", plain,
          rdc::root({rdc::configuration({unwanted, E::leaf(9, 7, "\x01\x02\x03"), rdc::duplex(0)})}), 0},
@@ -78,100 +80,66 @@ TEST(NpaWalk, FindsTheDuplexLeafOnlyWhereItBelongs) {
         {"wide id 0x0105 is not leaf 1", NpaAnswerBuilder(wideId),
          E::container(1, {E::container(2, {E::container(0x0104, {E::integer(0x0105, 7)})})}), -1},
         // A leaf then carries no value bytes, and the walk must still land on the next one.
-        {"no leaf lengths: integers read 0", leafless,
-         rdc::root({rdc::configuration({E::container(4, {E::leaf(1, 1, "")})})}), 0},
+        {"no leaf lengths: integers read 0", leafless, inConfiguration(E::container(4, {E::leaf(1, 1, "")})), 0},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Data answer = c.builder.buildData(c.tree);
+    // Trays before the duplex leaf, with other field widths.
+    const E trays = rdc::inputTrays({rdc::inputTray(1, 1, "Tray 1"), rdc::inputTray(2, 3, "Tray 3")});
+    for (const NpaWidths& w : {NpaWidths{4, 1, 4, 4, 1}, NpaWidths{1, 2, 1, 3, 4}, NpaWidths{8, 8, 8, 8, 8}}) {
+        cases.emplace_back(NpaAnswerBuilder::headerString(w), NpaAnswerBuilder(w),
+                           rdc::root({rdc::configuration({trays, rdc::duplex(1)})}), 1);
+    }
+    for (const auto& [name, builder, tree, expected] : cases) {
+        SCOPED_TRACE(name);
         RDCDuplexParser parser;
-        ASSERT_EQ(parser.parseData(&answer, CMD_CONFIGURATION), 0);
+        parse(parser, tree, CMD_CONFIGURATION, builder);
         int duplex = 42;
         EXPECT_EQ(parser.getDuplex(duplex), 0);
-        EXPECT_EQ(duplex, c.expected);
+        EXPECT_EQ(duplex, expected);
     }
 }
-
-TEST(NpaWalk, DecodesTheSameTreeWithAnyFieldWidths) {
-    for (const NpaWidths& w : {NpaWidths{1, 1, 1, 2, 2}, NpaWidths{4, 1, 4, 4, 1}, NpaWidths{1, 2, 1, 3, 4},
-                               NpaWidths{8, 8, 8, 8, 8}}) {
-        SCOPED_TRACE(NpaAnswerBuilder::headerString(w));
-        Data answer = NpaAnswerBuilder(w).buildData(rdc::root({rdc::configuration(
-            {rdc::inputTrays({rdc::inputTray(1, 1, "Tray 1"), rdc::inputTray(2, 3, "Tray 3")}), rdc::duplex(1)})}));
-        RDCInputParser input;
-        RDCDuplexParser duplexParser;
-        ASSERT_EQ(input.parseData(&answer, CMD_CONFIGURATION), 0);
-        ASSERT_EQ(duplexParser.parseData(&answer, CMD_CONFIGURATION), 0);
-        std::map<int, std::string> trays;
-        int duplex = -5;
-        input.getTrays(trays);
-        duplexParser.getDuplex(duplex);
-        EXPECT_EQ(trays, (std::map<int, std::string>{{1, "Tray 1"}, {3, "Tray 3"}}));
-        EXPECT_EQ(duplex, 1);
-    }
-}
-
-using OptionMap = std::map<int, std::string>;
-const OptionMap kUntouched{{99, "untouched"}};  // an empty result leaves the caller's map as it was
-
-NpaElement inConfiguration(NpaElement part) { return rdc::root({rdc::configuration({std::move(part)})}); }
 
 // Tray |tray| with one entry holding |leaves|.
 E trayEntry(uint64_t tray, std::vector<E> leaves) {
     return E::container(tray, {E::container(5, {E::container(1, {E::container(1, std::move(leaves))})})});
 }
 
-TEST(RdcInput, CollectsTraysInSequenceAndReportsTheManualFeeder) {
-    const std::tuple<const char*, std::vector<E>, OptionMap, int> cases[] = {
-        {"manual feeder", {rdc::inputTray(1, 1, "T1"), rdc::inputTray(2, 2, "T2"), rdc::inputTray(3, 130, "Env")},
-         {{1, "T1"}, {2, "T2"}, {130, "Env"}}, 1},
-        {"ids outside the ranges",
-         {rdc::inputTray(1, 1, "T1"), rdc::inputTray(2, 6, "Six"), rdc::inputTray(3, 133, "Big"),
-          rdc::inputTray(4, 128, "Manual")},
-         {{0, "Big"}, {1, "T1"}, {128, "Manual"}}, 0},
-        {"out-of-sequence tray is not collected", {rdc::inputTray(1, 1, "T1"), rdc::inputTray(3, 3, "T3")},
-         {{1, "T1"}}, 0},
+TEST(RdcOptions, TraysInSequenceAndBinsAndFinishersWithTheirOwnRanges) {
+    using rdc::inputTray, rdc::outputUnit;
+    const std::tuple<const char*, E, OptionMap, int, OptionMap, OptionMap> cases[] = {
+        // name, configuration part, trays, manual feeder, bins, finishers
+        {"tray ids outside the ranges",
+         rdc::inputTrays({inputTray(1, 1, "T1"), inputTray(2, 6, "Six"), inputTray(3, 133, "Big"), inputTray(4, 128, "M")}),
+         {{0, "Big"}, {1, "T1"}, {128, "M"}}, 0, {}, {}},
+        {"out-of-sequence tray is not collected", rdc::inputTrays({inputTray(1, 1, "T1"), inputTray(3, 3, "T3")}),
+         {{1, "T1"}}, 0, {}, {}},
         // A second name for the same id replaces the first.
-        {"two names", {rdc::inputTray(1, 4, "T4"), trayEntry(2, {E::integer(1, 1), E::text(3, "A"), E::text(3, "B")})},
-         {{1, "B"}, {4, "T4"}}, 0},
-        {"name before id: filed under id 0", {trayEntry(1, {E::text(3, "Early"), E::integer(1, 2)})},
-         {{0, "Early"}, {2, ""}}, 0},
-        {"invalid id, no name: nothing", {trayEntry(1, {E::integer(1, 9)})}, {}, -1},
-    };
-    for (const auto& [name, trays, expected, manualFeeder] : cases) {
-        SCOPED_TRACE(name);
-        Data answer = NpaAnswerBuilder().buildData(inConfiguration(rdc::inputTrays(trays)));
-        RDCInputParser parser;
-        OptionMap got = kUntouched;
-        int feeder = -1;
-        EXPECT_EQ(parser.getTrays(got), NPA_NOT_PARSED);
-        ASSERT_EQ(parser.parseData(&answer, CMD_CONFIGURATION), 0);
-        EXPECT_EQ(parser.getTrays(got), 0);
-        EXPECT_EQ(parser.getManualFeeder(feeder), 0);
-        EXPECT_EQ(got, expected.empty() ? kUntouched : expected);
-        EXPECT_EQ(feeder, manualFeeder);
-    }
-}
-
-TEST(RdcOutput, CollectsBinsAndFinishersWithTheirOwnRanges) {
-    const std::tuple<const char*, std::vector<E>, OptionMap, OptionMap> cases[] = {
-        {"standard unit", {rdc::outputUnit(1, 12, "Stapler", {{1, "Standard"}, {3, "Bin 2"}})},
-         {{1, "Standard"}, {3, "Bin 2"}}, {{12, "Stapler"}}},
-        {"bin 0 accepted, 17 not", {rdc::outputUnit(1, 22, "Adv", {{0, "Z"}, {17, "Q"}})}, {{0, "Q"}}, {{22, "Adv"}}},
-        {"finisher 15 and 23 are ignored", {rdc::outputUnit(1, 15, "Fifteen", {}), rdc::outputUnit(2, 23, "", {})}, {},
-         {{0, "Fifteen"}}},
+        {"two names",
+         rdc::inputTrays({inputTray(1, 4, "T4"), trayEntry(2, {E::integer(1, 1), E::text(3, "A"), E::text(3, "B")})}),
+         {{1, "B"}, {4, "T4"}}, 0, {}, {}},
+        {"name before id: filed under id 0", rdc::inputTrays({trayEntry(1, {E::text(3, "Early"), E::integer(1, 2)})}),
+         {{0, "Early"}, {2, ""}}, 0, {}, {}},
+        {"invalid id, no name: nothing", rdc::inputTrays({trayEntry(1, {E::integer(1, 9)})}), {}, -1, {}, {}},
+        {"bin 0 accepted, 17 not", rdc::outputUnits({outputUnit(1, 22, "Adv", {{0, "Z"}, {17, "Q"}})}), {}, -1, {{0, "Q"}},
+         {{22, "Adv"}}},
+        {"finisher 15 and 23 are ignored", rdc::outputUnits({outputUnit(1, 15, "Fifteen", {}), outputUnit(2, 23, "", {})}),
+         {}, -1, {}, {{0, "Fifteen"}}},
         {"later unit with the same finisher wins",
-         {rdc::outputUnit(1, 12, "First", {}), rdc::outputUnit(2, 12, "Second", {})}, {}, {{12, "Second"}}},
-        {"out-of-sequence unit is not read", {rdc::outputUnit(2, 22, "Adv", {{2, "B"}})}, {}, {}},
+         rdc::outputUnits({outputUnit(1, 12, "First", {}), outputUnit(2, 12, "Second", {})}), {}, -1, {}, {{12, "Second"}}},
+        {"out-of-sequence unit is not read", rdc::outputUnits({outputUnit(2, 22, "Adv", {{2, "B"}})}), {}, -1, {}, {}},
     };
-    for (const auto& [name, units, bins, finishers] : cases) {
+    for (const auto& [name, part, trays, manualFeeder, bins, finishers] : cases) {
         SCOPED_TRACE(name);
-        Data answer = NpaAnswerBuilder().buildData(inConfiguration(rdc::outputUnits(units)));
-        RDCOutputParser parser;
-        ASSERT_EQ(parser.parseData(&answer, CMD_CONFIGURATION), 0);
-        OptionMap gotBins = kUntouched, gotFinishers = kUntouched;
-        EXPECT_EQ(parser.getBins(gotBins), 0);
-        EXPECT_EQ(parser.getFinishers(gotFinishers), 0);
+        RDCInputParser input;
+        RDCOutputParser output;
+        OptionMap gotTrays = kUntouched, gotBins = kUntouched, gotFinishers = kUntouched;
+        int feeder = -1;
+        EXPECT_EQ(input.getTrays(gotTrays), NPA_NOT_PARSED);
+        parse(input, inConfiguration(part));
+        parse(output, inConfiguration(part));
+        EXPECT_EQ(std::make_pair(input.getTrays(gotTrays), input.getManualFeeder(feeder)), std::make_pair(0, 0));
+        EXPECT_EQ(std::make_pair(output.getBins(gotBins), output.getFinishers(gotFinishers)), std::make_pair(0, 0));
+        EXPECT_EQ(gotTrays, trays.empty() ? kUntouched : trays);
+        EXPECT_EQ(feeder, manualFeeder);
         EXPECT_EQ(gotBins, bins.empty() ? kUntouched : bins);
         EXPECT_EQ(gotFinishers, finishers.empty() ? kUntouched : finishers);
     }
@@ -183,57 +151,35 @@ supplyInfo_ makeSupply(int id, std::string name, int type, int maximum, int leve
         std::make_tuple(id, std::move(name), type, maximum, level);
     return s;
 }
+auto fields(const supplyInfo_* s) { return std::make_tuple(s->supplyId, s->name, s->type, s->maxCapacity, s->currentLevel); }
 
-auto fields(const supplyInfo_& s) { return std::make_tuple(s.supplyId, s.name, s.type, s.maxCapacity, s.currentLevel); }
-
-TEST(RdcSupply, BuildsOneRecordPerSupplyInOrderWithNamesFromTheCodePage) {
-    supplyInfo_ black = makeSupply(1, "Black \x81", 1, 100, 40), drum = makeSupply(2, "Drum", 4, 2000, -3),
-                third = makeSupply(4, "Third", 1, 10, 9);
+// Code page conversion of the names shows in the whole-program supply reports.
+TEST(RdcSupply, BuildsOneRecordPerSupplyInOrder) {
+    const supplyInfo_ black = makeSupply(1, "Black \x81", 1, 100, 40), drum = makeSupply(2, "Drum", 4, 2000, -3),
+                      third = makeSupply(4, "Third", 1, 10, 9), empty;
     // Supply 4 is out of sequence: no record, nothing written into another; "1.2.9" adds an
-    // empty record. Without a code page the name bytes stay as they are; with 2009 they
-    // are converted.
-    const std::pair<int, std::string> codePages[] = {{0, "Black \x81"}, {2009, "Black \xC3\xBC"}};
-    for (const auto& [codePage, name] : codePages) {
-        std::vector<E> sections = {rdc::configuration(
-            {rdc::supplies({rdc::supply(1, black), rdc::supply(2, drum), rdc::supply(4, third)}),
-             E::container(9, {E::integer(1, 77)})})};
-        if (codePage) sections.insert(sections.begin(), rdc::generalInfo(codePage));
-        Data answer = NpaAnswerBuilder().buildData(rdc::root(sections));
-        RDCGenInfoParser generalInfo;
-        RDCSupplyParser parser(&generalInfo);
-        ASSERT_EQ(parser.parseData(&answer, CMD_SUPPLIES), 0);
-        std::list<supplyInfo_*> records;
-        EXPECT_EQ(parser.getSupplyInfo(records), 0);
-        ASSERT_EQ(records.size(), 3u);
-        supplyInfo_ converted = black;
-        converted.name = name;
-        EXPECT_EQ(fields(*records.front()), fields(converted));
-        EXPECT_EQ(fields(**std::next(records.begin())), fields(drum));
-        EXPECT_EQ(fields(*records.back()), fields(supplyInfo_()));
-    }
-
-    Data noSupplies = NpaAnswerBuilder().buildData(inConfiguration(rdc::duplex(1)));
+    // empty record. Without a code page the name bytes stay as they are.
     RDCGenInfoParser generalInfo;
-    RDCSupplyParser parser(&generalInfo);
-    ASSERT_EQ(parser.parseData(&noSupplies, CMD_SUPPLIES), 0);
-    supplyInfo_ mine;
-    std::list<supplyInfo_*> records{&mine};
+    RDCSupplyParser parser(&generalInfo), none(&generalInfo);
+    const E supplies = rdc::supplies({rdc::supply(1, black), rdc::supply(2, drum), rdc::supply(4, third)});
+    parse(parser, rdc::root({rdc::configuration({supplies, E::container(9, {E::integer(1, 77)})})}), CMD_SUPPLIES);
+    std::list<supplyInfo_*> records;
     EXPECT_EQ(parser.getSupplyInfo(records), 0);
-    EXPECT_EQ(records, std::list<supplyInfo_*>{&mine});  // the caller's list is left alone
+    ASSERT_EQ(records.size(), 3u);
+    EXPECT_EQ(fields(records.front()), fields(&black));
+    EXPECT_EQ(fields(*std::next(records.begin())), fields(&drum));
+    EXPECT_EQ(fields(records.back()), fields(&empty));
+
+    parse(none, duplexTree(1), CMD_SUPPLIES);
+    supplyInfo_ mine;
+    records = {&mine};
+    EXPECT_EQ(none.getSupplyInfo(records), 0);
+    EXPECT_EQ(records, std::list<supplyInfo_*>{&mine});  // without supplies the caller's list is left alone
 }
 
-using RocRecord = std::map<std::string, long>;
-
 TEST(RocParser, EveryCountBytePassAddsTheSameRecord) {
-    struct Case {
-        const char* name;
-        std::string text;
-        int countByte;
-        size_t passes;
-        RocRecord record;
-        int flash;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, std::string, int, size_t, std::map<std::string, long>, int> cases[] = {
+        // name, text, count byte (-1: the text length), passes, record, flash
         {"flash with value 0", "FLASH:0;", -1, 8, {{"FLASH", 0}}, 1},
         {"two pairs", "FLASH:1; RAM: 64;", -1, 17, {{"FLASH", 1}, {"RAM", 64}}, 1},
         {"count stops after the first pair", "RAM:-2;\0\0 DISK:8;", 7, 7, {{"RAM", -2}}, -9},
@@ -244,33 +190,22 @@ TEST(RocParser, EveryCountBytePassAddsTheSameRecord) {
         {"no semicolon", "RAM:4;FLASH:1", -1, 13, {{"RAM", 4}}, -9},
         {"count beyond the text", "FLASH:1;", 200, 200, {{"FLASH", 1}}, 1},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Data answer = NpaAnswerBuilder::toData(rocAnswer(c.text, c.countByte));
+    for (const auto& [name, text, countByte, passes, record, expectedFlash] : cases) {
+        SCOPED_TRACE(name);
+        Data answer = NpaAnswerBuilder::toData(rocAnswer(text, countByte));
         ROCParser parser;
         ASSERT_EQ(parser.parseData(&answer, CMD_ROC), 0);
-        ASSERT_EQ(parser.records().size(), c.passes);
-        for (const RocRecord& record : parser.records()) {
-            EXPECT_EQ(record, c.record);
-        }
+        EXPECT_EQ(parser.records(), RocRecords(passes, record));
         int flash = -9;
         EXPECT_EQ(parser.getFLash(flash), 0);
-        EXPECT_EQ(flash, c.flash);
+        EXPECT_EQ(flash, expectedFlash);
     }
-}
-
-TEST(RocParser, ShortOrBadAnswersKeepTheirCodes) {
+    // Six bytes are too few; the frame check itself is shared with the RDC parsers (NpaFrame above).
     ROCParser parser;
     int flash = -1;
     Data six = NpaAnswerBuilder::toData(NpaAnswerBuilder::frame(NpaBytes(3, 0)));
     EXPECT_EQ(parser.parseData(&six, CMD_ROC), INSUFFICIENT_NPA_DATA_ERROR);
     EXPECT_EQ(parser.getFLash(flash), NPA_NOT_PARSED);
-
-    NpaBytes bad = rocAnswer("FLASH:1;");
-    bad[1] = 1;
-    Data badData = NpaAnswerBuilder::toData(bad);
-    EXPECT_EQ(parser.parseData(&badData, CMD_ROC), INVALID_RESPONSE_DATA_ERROR);
-    EXPECT_EQ(parser.getFLash(flash), INVALID_RESPONSE_DATA_ERROR);
     EXPECT_EQ(flash, -1);
 }
 

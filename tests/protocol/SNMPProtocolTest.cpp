@@ -1,4 +1,4 @@
-// Tests of the SNMP request protocols over a scripted connection.
+// Tests of the SNMP request protocols (datagram and backend walk) over a scripted connection.
 #include <gtest/gtest.h>
 
 #include "helpers/ScriptedConnection.h"
@@ -8,58 +8,41 @@
 #include "protocol/SNMPProtocol.h"
 #include "protocol/SNMPResp.h"
 
-namespace {
-
-template <class P, class R>
-struct Setup {
-    ScriptedConnection* connection = new ScriptedConnection();
-    P protocol{connection};
-    explicit Setup(std::vector<std::string> answers = {}, int writeResult = 0) {
-        protocol.assignResponseBuilder(new R());
+TEST(SNMPProtocols, FailuresEndlessAnswersAndWhatAWalkSendsAndKeeps) {
+    const std::tuple<const char*, bool, std::vector<std::string>, int, int, int> cases[] = {
+        // name, backend walk, reads, open result, write result, result
+        {"silent: nothing to join", false, {}, 0, 0, -1},
+        {"unwritable", false, {}, 0, -1, 10},
+        {"unopened", false, {}, 10, 0, 10},
+        {"endless", false, std::vector<std::string>(1000, std::string(1400, '0')), 0, 0, 0},
+        {"walk: silent", true, {}, 0, 0, 10},
+        {"walk: unwritable", true, {}, 0, -1, 10},
+        {"walk: the last read is kept", true, {"first walk\n", "second walk\n"}, 0, 0, 0},
+    };
+    for (const auto& [name, walk, reads, openResult, writeResult, expected] : cases) {
+        SCOPED_TRACE(name);
+        auto* connection = new ScriptedConnection();
+        std::unique_ptr<Protocol> protocol;
+        if (walk) protocol = std::make_unique<CUPSSNMPProtocol>(connection);
+        else protocol = std::make_unique<SNMPProtocol>(connection);
+        protocol->assignResponseBuilder(walk ? static_cast<Response*>(new CUPSSNMPResp()) : new SNMPResp());
         connection->silenceStatus = -1;
+        connection->openResult = openResult;
         connection->writeResults[0] = writeResult;
-        for (const std::string& answer : answers) connection->addText(answer);
+        for (const std::string& read : reads) connection->addText(read);
+        const std::string subtree = ".1.3.6.1.2.1.43.11.1";
+        Data request(walk ? subtree : std::string("\xA0\x00", 2)), answer;
+
+        EXPECT_EQ(protocol->doRequest(&request, answer), expected);
+        EXPECT_EQ(connection->writes.size(), openResult ? 0u : 1u);
+        EXPECT_EQ(connection->closes, openResult ? 0 : 1);
+        EXPECT_EQ(connection->readCalls == 0, openResult || writeResult);
+        EXPECT_LT(connection->readCalls, 100u);
+        EXPECT_LE(answer.size(), 0xFFFF);
+        if (walk && expected == 0) {
+            EXPECT_EQ(connection->writtenText(0), subtree);  // the subtree goes out unchanged
+            EXPECT_EQ(cfftest::text(answer), "second walk\n");
+        }
+        if (!walk) { EXPECT_EQ(protocol->doRequest(nullptr, answer), -1); }
     }
-};
-using SNMPSetup = Setup<SNMPProtocol, SNMPResp>;
-using CUPSSetup = Setup<CUPSSNMPProtocol, CUPSSNMPResp>;
-using cfftest::text;
-
-}  // namespace
-
-TEST(SNMPProtocol, FailuresAndEndlessAnswers) {
-    Data pdu(std::string("\xA0\x00", 2)), answer;
-    SNMPSetup silent;  // no answer at all: nothing to join
-    EXPECT_EQ(-1, silent.protocol.doRequest(&pdu, answer));
-    EXPECT_EQ(1, silent.connection->closes);
-
-    SNMPSetup unwritable({}, -1);
-    EXPECT_EQ(10, unwritable.protocol.doRequest(&pdu, answer));
-    EXPECT_EQ(0u, unwritable.connection->readCalls);
-    EXPECT_EQ(1, unwritable.connection->closes);
-
-    SNMPSetup unopened;
-    unopened.connection->openResult = 10;
-    EXPECT_EQ(10, unopened.protocol.doRequest(&pdu, answer));
-    EXPECT_TRUE(unopened.connection->writes.empty());
-    EXPECT_EQ(-1, unopened.protocol.doRequest(nullptr, answer));
-
-    SNMPSetup endless(std::vector<std::string>(1000, std::string(1400, '0')));
-    EXPECT_EQ(0, endless.protocol.doRequest(&pdu, answer));
-    EXPECT_LE(answer.size(), 0xFFFF);
-    EXPECT_LT(endless.connection->readCalls, 100u);
-}
-
-TEST(CUPSSNMPProtocol, PassesTheSubtreeUnchangedAndKeepsTheLastRead) {
-    CUPSSetup s({"first walk\n", "second walk\n"});
-    Data subtree(std::string(".1.3.6.1.2.1.43.11.1")), answer;
-    ASSERT_EQ(0, s.protocol.doRequest(&subtree, answer));
-    EXPECT_EQ(".1.3.6.1.2.1.43.11.1", s.connection->writtenText(0));
-    EXPECT_EQ("second walk\n", text(answer));
-
-    CUPSSetup silent;
-    EXPECT_EQ(10, silent.protocol.doRequest(&subtree, answer));
-    CUPSSetup unwritable({}, -1);
-    EXPECT_EQ(10, unwritable.protocol.doRequest(&subtree, answer));
-    EXPECT_EQ(0u, unwritable.connection->readCalls);
 }
