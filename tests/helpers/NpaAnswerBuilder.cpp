@@ -3,6 +3,15 @@
 
 #include <algorithm>
 
+namespace {
+
+// |value| big-endian in |width| bytes (zeros beyond eight).
+void put(NpaBytes& out, uint64_t value, int width) {
+    for (int i = width - 1; i >= 0; --i) out.push_back(i < 8 ? static_cast<unsigned char>(value >> (8 * i)) : 0);
+}
+
+}  // namespace
+
 NpaElement NpaElement::container(uint64_t id, std::vector<NpaElement> children) {
     NpaElement element;
     element.id = id;
@@ -11,11 +20,9 @@ NpaElement NpaElement::container(uint64_t id, std::vector<NpaElement> children) 
 }
 
 NpaElement NpaElement::integer(uint64_t id, uint64_t value, size_t bytes) {
-    std::string encoded(bytes, '\0');
-    for (size_t i = 0, shift = 8 * (bytes - 1); i < bytes; ++i, shift -= 8) {
-        encoded[i] = static_cast<char>(shift < 64 ? (value >> shift) & 0xFF : 0);
-    }
-    return leaf(id, 1, encoded);
+    NpaBytes encoded;
+    put(encoded, value, static_cast<int>(bytes));
+    return leaf(id, 1, std::string(encoded.begin(), encoded.end()));
 }
 
 NpaElement NpaElement::text(uint64_t id, std::string text) { return leaf(id, 2, std::move(text)); }
@@ -28,56 +35,27 @@ NpaElement NpaElement::leaf(uint64_t id, uint64_t type, std::string bytes) {
     return element;
 }
 
-NpaElement& NpaElement::withCount(uint64_t value) {
-    count = value;
-    return *this;
-}
-
-NpaElement& NpaElement::withLength(uint64_t value) {
-    length = value;
-    return *this;
-}
-
-NpaAnswerBuilder::NpaAnswerBuilder(NpaWidths widths) : widths_(widths), header_(headerString(widths)) {}
-
-NpaAnswerBuilder& NpaAnswerBuilder::setHeaderString(std::string header) {
-    header_ = std::move(header);
-    return *this;
-}
-
 std::string NpaAnswerBuilder::headerString(const NpaWidths& w) {
     return "P{ID:" + std::to_string(w.id) + ",DT:" + std::to_string(w.type) + "}C{NE:" + std::to_string(w.count) +
            ",LD:" + std::to_string(w.containerLength) + "}L{LD:" + std::to_string(w.leafLength) + "}";
 }
 
-void NpaAnswerBuilder::put(NpaBytes& out, uint64_t value, int width) const {
-    for (int i = width - 1; i >= 0; --i) out.push_back(8 * i < 64 ? static_cast<unsigned char>(value >> (8 * i)) : 0);
-}
-
 NpaBytes NpaAnswerBuilder::encode(const NpaElement& element) const {
-    NpaBytes out;
-    put(out, element.id, widths_.id);
-    put(out, element.type, widths_.type);
-    if (element.type != 0) {
-        put(out, element.length.value_or(element.value.size()), widths_.leafLength);
-        out.insert(out.end(), element.value.begin(), element.value.end());
-        return out;
-    }
-    NpaBytes body;
+    NpaBytes out, body(element.value.begin(), element.value.end());
     for (const NpaElement& child : element.children) {
         NpaBytes encoded = encode(child);
         body.insert(body.end(), encoded.begin(), encoded.end());
     }
-    put(out, element.count.value_or(element.children.size()), widths_.count);
-    put(out, element.length.value_or(body.size()), widths_.containerLength);
+    put(out, element.id, widths_.id);
+    put(out, element.type, widths_.type);
+    if (element.type == 0) put(out, element.count.value_or(element.children.size()), widths_.count);
+    put(out, element.length.value_or(body.size()), element.type == 0 ? widths_.containerLength : widths_.leafLength);
     out.insert(out.end(), body.begin(), body.end());
     return out;
 }
 
 NpaBytes NpaAnswerBuilder::build(const NpaElement& root) const {
-    // Bytes 3 to 11 (the end of the packet header, the start of the payload), then the
-    // 34-byte header string at offset 12.
-    NpaBytes body(9, 0);
+    NpaBytes body(9, 0);  // bytes 3 to 11: the end of the packet header, the start of the payload
     std::string header = header_.substr(0, 34);
     header.resize(34, '\0');
     body.insert(body.end(), header.begin(), header.end());
@@ -85,8 +63,6 @@ NpaBytes NpaAnswerBuilder::build(const NpaElement& root) const {
     body.insert(body.end(), tree.begin(), tree.end());
     return frame(body);
 }
-
-Data NpaAnswerBuilder::buildData(const NpaElement& root) const { return toData(build(root)); }
 
 NpaBytes NpaAnswerBuilder::frame(const NpaBytes& body) {
     NpaBytes out(body.size() + 3);
@@ -96,8 +72,6 @@ NpaBytes NpaAnswerBuilder::frame(const NpaBytes& body) {
     std::copy(body.begin(), body.end(), out.begin() + 3);
     return out;
 }
-
-Data NpaAnswerBuilder::toData(const NpaBytes& bytes) { return Data(bytes.data(), static_cast<int>(bytes.size())); }
 
 NpaBytes rocAnswer(const std::string& text, int countByte) {
     NpaBytes body = {0, 0, 0, static_cast<unsigned char>(countByte < 0 ? text.size() : countByte)};
@@ -131,9 +105,8 @@ NpaElement outputUnit(uint64_t unitNo, std::optional<uint64_t> finisherId, std::
     std::vector<NpaElement> leaves, entries;
     if (finisherId) leaves.push_back(E::integer(1, *finisherId));
     if (!finisherName.empty()) leaves.push_back(E::text(7, std::move(finisherName)));
-    for (auto& bin : bins) {
-        entries.push_back(E::container(entries.size() + 1, {E::container(1, {E::integer(1, bin.first),
-                                                                               E::text(3, std::move(bin.second))})}));
+    for (auto& [id, name] : bins) {
+        entries.push_back(E::container(entries.size() + 1, {E::container(1, {E::integer(1, id), E::text(3, name)})}));
     }
     leaves.push_back(E::container(5, std::move(entries)));
     return E::container(unitNo, std::move(leaves));
@@ -144,14 +117,13 @@ NpaElement duplex(uint64_t value) { return E::container(4, {E::integer(1, value)
 NpaElement supplies(std::vector<NpaElement> entries) { return E::container(8, std::move(entries)); }
 
 NpaElement supply(uint64_t supplyNo, const supplyInfo_& s) {
-    auto number = [](int value) { return static_cast<uint64_t>(static_cast<uint32_t>(value)); };
-    return E::container(supplyNo, {E::container(1, {E::integer(1, number(s.supplyId)), E::text(3, s.name),
-                                                    E::text(5, s.secondText), E::integer(6, number(s.extraNumber1)),
-                                                    E::integer(7, number(s.type)), E::integer(12, number(s.extraNumber3)),
-                                                    E::integer(13, number(s.extraNumber4)),
-                                                    E::integer(14, number(s.extraNumber2)),
-                                                    E::integer(15, number(s.maxCapacity)),
-                                                    E::integer(16, number(s.currentLevel))})});
+    auto n = [](int value) { return static_cast<uint64_t>(static_cast<uint32_t>(value)); };
+    return E::container(supplyNo, {E::container(1, {E::integer(1, n(s.supplyId)), E::text(3, s.name),
+                                                    E::text(5, s.secondText), E::integer(6, n(s.extraNumber1)),
+                                                    E::integer(7, n(s.type)), E::integer(12, n(s.extraNumber3)),
+                                                    E::integer(13, n(s.extraNumber4)), E::integer(14, n(s.extraNumber2)),
+                                                    E::integer(15, n(s.maxCapacity)),
+                                                    E::integer(16, n(s.currentLevel))})});
 }
 
 }  // namespace rdc

@@ -2,14 +2,18 @@
 #include "SNMPTestMessages.h"
 
 #include <cstdlib>
-#include <sstream>
 
 namespace snmptest {
 
-static void append(Bytes& out, const Bytes& more) { out.insert(out.end(), more.begin(), more.end()); }
+namespace {
 
-// Big-endian bytes of |value|, without leading zeros; |groupBits| 7 gives base-128 arcs.
-static Bytes digits(uint64_t value, int groupBits = 8) {
+Bytes operator+(Bytes out, const Bytes& more) {
+    out.insert(out.end(), more.begin(), more.end());
+    return out;
+}
+
+// Big-endian bytes of |value| without leading zeros; |groupBits| 7 gives base-128 arcs.
+Bytes digits(uint64_t value, int groupBits = 8) {
     Bytes out;
     do {
         unsigned char more = (groupBits == 7 && !out.empty()) ? 0x80 : 0;
@@ -19,31 +23,25 @@ static Bytes digits(uint64_t value, int groupBits = 8) {
     return out;
 }
 
+// Tag, BER length (short or long form), content.
 Bytes tlv(unsigned char tag, const Bytes& content) {
-    Bytes out{tag};
-    if (content.size() >= 0x80) {
-        Bytes length = digits(content.size());
-        out.push_back(static_cast<unsigned char>(0x80 | length.size()));
-        append(out, length);
-    } else {
-        out.push_back(static_cast<unsigned char>(content.size()));
-    }
-    append(out, content);
-    return out;
+    Bytes length = digits(content.size());
+    if (content.size() >= 0x80) length.insert(length.begin(), static_cast<unsigned char>(0x80 | length.size()));
+    return Bytes{tag} + length + content;
 }
+
+}  // namespace
 
 Bytes oidContent(const std::string& dotted) {
     std::vector<uint64_t> arcs;
-    std::stringstream in(dotted);
-    for (std::string piece; std::getline(in, piece, '.');) {
-        if (!piece.empty()) {
-            arcs.push_back(std::strtoull(piece.c_str(), nullptr, 10));
-        }
+    for (const char* at = dotted.c_str(); *at != '\0';) {
+        char* end;
+        uint64_t arc = std::strtoull(at, &end, 10);
+        if (end != at) arcs.push_back(arc);
+        at = end != at ? end : at + 1;
     }
     Bytes out = digits(arcs[0] * 40 + arcs[1], 7);
-    for (size_t i = 2; i < arcs.size(); ++i) {
-        append(out, digits(arcs[i], 7));
-    }
+    for (size_t i = 2; i < arcs.size(); ++i) out = out + digits(arcs[i], 7);
     return out;
 }
 
@@ -52,17 +50,11 @@ Binding stringBinding(const std::string& oid, const std::string& text) { return 
 Binding integerBinding(const std::string& oid, uint32_t value) { return {oid, 0x02, digits(value)}; }
 
 Bytes getResponse(const std::vector<Binding>& bindings, int errorStatus, const Bytes& rawBindings) {
-    Bytes list, pdu, message = {0x02, 0x01, 0x01, 0x04, 0x06, 'o', 'p', 'e', 'n', 'c', 'm'};
-    for (const Binding& b : bindings) {
-        Bytes binding = tlv(0x06, oidContent(b.oid));
-        append(binding, tlv(b.valueTag, b.value));
-        append(list, tlv(0x30, binding));
-    }
-    append(list, rawBindings);
-    pdu = {0x02, 0x01, 0x01, 0x02, 0x01, static_cast<unsigned char>(errorStatus), 0x02, 0x01, 0x00};
-    append(pdu, tlv(0x30, list));
-    append(message, tlv(0xA2, pdu));
-    return tlv(0x30, message);
+    Bytes list;
+    for (const Binding& b : bindings) list = list + tlv(0x30, tlv(0x06, oidContent(b.oid)) + tlv(b.valueTag, b.value));
+    Bytes pdu = {0x02, 0x01, 0x01, 0x02, 0x01, static_cast<unsigned char>(errorStatus), 0x02, 0x01, 0x00};
+    Bytes header = {0x02, 0x01, 0x01, 0x04, 0x06, 'o', 'p', 'e', 'n', 'c', 'm'};
+    return tlv(0x30, header + tlv(0xA2, pdu + tlv(0x30, list + rawBindings)));
 }
 
 }  // namespace snmptest

@@ -15,8 +15,6 @@ struct Binding {
     Bytes value;  // content bytes of the value
 };
 
-// Tag, BER length (short or long form), content.
-Bytes tlv(unsigned char tag, const Bytes& content);
 // Identifier content in standard BER (first two arcs combined).
 Bytes oidContent(const std::string& dotted);
 Binding stringBinding(const std::string& oid, const std::string& text);

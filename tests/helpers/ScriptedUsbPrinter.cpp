@@ -1,9 +1,6 @@
 // ScriptedUsbPrinter: runs the filter program as the spooler does and plays the printer behind the backend.
 #include "helpers/ScriptedUsbPrinter.h"
 
-#include "helpers/PrivateTmp.h"
-#include "helpers/TestUtil.h"
-
 #include <fcntl.h>
 #include <poll.h>
 #include <sched.h>
@@ -18,18 +15,16 @@
 #include <chrono>
 #include <deque>
 
+#include "helpers/FdSlot.h"
+#include "helpers/PeerProcess.h"
+#include "helpers/PrivateTmp.h"
+#include "helpers/TestUtil.h"
+
 namespace cfftest {
 
 namespace {
 
 using SteadyClock = std::chrono::steady_clock;
-
-void closeAll(std::initializer_list<int*> fds) {
-    for (int* fd : fds) {
-        if (*fd >= 0) close(*fd);
-        *fd = -1;
-    }
-}
 
 // Appends what is available on |fd| to |into|; false at end of file or on an error.
 bool drainInto(int fd, std::string& into) {
@@ -44,8 +39,7 @@ bool drainInto(int fd, std::string& into) {
 std::vector<std::string> takePackets(std::string& stream) {
     std::vector<std::string> packets;
     for (;;) {
-        size_t start = stream.find('\xA5');
-        stream.erase(0, start == std::string::npos ? stream.size() : start);
+        stream.erase(0, std::min(stream.find('\xA5'), stream.size()));
         if (stream.size() < 3) return packets;
         size_t length = 3 + ((static_cast<unsigned char>(stream[1]) << 8) | static_cast<unsigned char>(stream[2]));
         if (stream.size() < length) return packets;
@@ -64,130 +58,88 @@ bool enterPrivateTmp() {
 
 bool ScriptedUsbPrinter::privateTmpAvailable() {
     static const bool available = [] {
-        pid_t child = fork();
-        if (child == 0) _exit(enterPrivateTmp() ? 0 : 1);
-        int status = 0;
-        return child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        PeerProcess probe;
+        return probe.start({}, [] { return enterPrivateTmp() ? 0 : 1; }) && probe.wait() == 0;
     }();
     return available;
 }
 
-ScriptedUsbPrinter::ScriptedUsbPrinter(std::vector<PrinterAnswer> answers)
-    : ScriptedUsbPrinter(std::move(answers), Options()) {}
-
-ScriptedUsbPrinter::ScriptedUsbPrinter(std::vector<PrinterAnswer> answers, Options options)
-    : answers_(std::move(answers)), options_(std::move(options)) {}
-
 UsbFilterRun ScriptedUsbPrinter::run(const std::string& filter, const std::string& commandFile) const {
     UsbFilterRun result;
-    // Everything the child needs is prepared before fork: other threads may hold allocator locks.
     std::vector<std::string> args = {filter, "42", "maintenance", "commands", "1", "", commandFile};
-    std::vector<std::string> environment = {"PATH=/usr/bin:/bin", "DEVICE_URI=" + options_.deviceUri};
-    environment.insert(environment.end(), options_.environment.begin(), options_.environment.end());
-    for (const std::string& entry : sanitizerEnvironment()) environment.push_back(entry);
+    std::vector<std::string> env = {"PATH=/usr/bin:/bin", "DEVICE_URI=" + deviceUri};
+    env.insert(env.end(), environment.begin(), environment.end());
+    for (const std::string& entry : sanitizerEnvironment()) env.push_back(entry);
     std::vector<char*> argv, envp;
     for (std::string& arg : args) argv.push_back(arg.data());
-    for (std::string& entry : environment) envp.push_back(entry.data());
+    for (std::string& entry : env) envp.push_back(entry.data());
     argv.push_back(nullptr);
     envp.push_back(nullptr);
 
-    int output[2] = {-1, -1}, errors[2] = {-1, -1}, backChannel[2] = {-1, -1}, sideChannel[2] = {-1, -1};
-    int nullInput = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    if (nullInput < 0 || pipe2(output, O_CLOEXEC) != 0 || pipe2(errors, O_CLOEXEC) != 0 ||
-        pipe2(backChannel, O_CLOEXEC) != 0 ||
-        socketpair(AF_LOCAL, SOCK_STREAM | SOCK_CLOEXEC, 0, sideChannel) != 0) {
-        closeAll({&nullInput, &output[0], &output[1], &errors[0], &errors[1], &backChannel[0], &backChannel[1],
-                  &sideChannel[0], &sideChannel[1]});
-        return result;
-    }
-    // The spooler leaves both back-channel ends non-blocking.
-    for (int fd : backChannel) fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
+    // Read/write ends of stdout, stderr, the back-channel (non-blocking, as the spooler leaves
+    // it) and the side channel, all moved above 10 for placement.
+    int fds[8] = {-1, -1, -1, -1, -1, -1, -1, -1};
+    bool ready = pipe2(fds, O_CLOEXEC) == 0 && pipe2(fds + 2, O_CLOEXEC) == 0 &&
+                 pipe2(fds + 4, O_CLOEXEC | O_NONBLOCK) == 0 &&
+                 socketpair(AF_LOCAL, SOCK_STREAM | SOCK_CLOEXEC, 0, fds + 6) == 0;
+    int nullInput = moveAboveTen(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    for (int& fd : fds) fd = moveAboveTen(fd);
+    int &output = fds[0], &errors = fds[2], &backChannel = fds[5];
 
-    auto started = SteadyClock::now();
-    pid_t child = fork();
-    if (child == 0) {
-        // Lift the sources above the targets first, so that no dup2 overwrites one still needed.
-        const int sources[5] = {nullInput, output[1], errors[1], backChannel[0],
-                                options_.inheritFd4 ? 4 : sideChannel[1]};
-        int lifted[5];
-        for (int target = 0; target < 5; ++target) lifted[target] = fcntl(sources[target], F_DUPFD, 10);
-        for (int target = 0; target < 5; ++target) {
-            if (lifted[target] < 0 || dup2(lifted[target], target) != target) _exit(126);
-        }
-        close_range(5, ~0U, 0);
-        if (options_.privateTmp && !enterPrivateTmp()) _exit(125);
-        signal(SIGPIPE, SIG_DFL);
-        execve(argv[0], argv.data(), envp.data());
-        _exit(127);
-    }
-    closeAll({&nullInput, &output[1], &errors[1], &backChannel[0], &sideChannel[1]});
-    if (child < 0) {
-        closeAll({&output[0], &errors[0], &backChannel[1], &sideChannel[0]});
-        return result;
+    auto started = SteadyClock::now(), deadline = started + std::chrono::seconds(30);
+    PeerProcess child;
+    result.ran = ready && nullInput >= 0 &&
+                 child.start({{nullInput, 0}, {fds[1], 1}, {fds[3], 2}, {fds[4], 3}, {inheritFd4 ? 4 : fds[7], 4}},
+                             [&] {
+                                 if (privateTmp && !enterPrivateTmp()) return 125;
+                                 signal(SIGPIPE, SIG_DFL);
+                                 execve(argv[0], argv.data(), envp.data());
+                                 return 127;
+                             });
+    for (int* fd : {&nullInput, &fds[1], &fds[3], &fds[4], &fds[7]}) {
+        if (*fd >= 0) close(*fd);
+        *fd = -1;
     }
 
-    struct Pending {
-        std::deque<std::string> packets;
-        SteadyClock::time_point notBefore;
-    };
-    std::deque<Pending> pending;
+    std::deque<std::pair<SteadyClock::time_point, std::string>> pending;  // packets and when they may go
     size_t answered = 0;
     std::string stream;
-    bool outputOpen = true, errorsOpen = true, exited = false;
-    int status = 0;
-    while (outputOpen || errorsOpen || !exited) {
-        auto now = SteadyClock::now();
-        if (now >= started + std::chrono::seconds(30)) kill(child, SIGKILL);
-        // The next packet goes out once the filter has read everything before it.
+    bool outputOpen = result.ran, errorsOpen = result.ran;
+    while ((outputOpen || errorsOpen) && SteadyClock::now() < deadline) {
         int queued = 0;
-        while (backChannel[1] >= 0 && !pending.empty() && now >= pending.front().notBefore &&
-               ioctl(backChannel[1], FIONREAD, &queued) == 0 && queued == 0) {
-            if (pending.front().packets.empty()) {
-                pending.pop_front();
-                continue;
-            }
-            const std::string& packet = pending.front().packets.front();
-            if (write(backChannel[1], packet.data(), packet.size()) != static_cast<ssize_t>(packet.size())) {
-                pending.clear();  // the filter is gone: nothing more can be delivered
-            } else {
-                pending.front().packets.pop_front();
-            }
-            break;
+        if (backChannel >= 0 && !pending.empty() && SteadyClock::now() >= pending.front().first &&
+            ioctl(backChannel, FIONREAD, &queued) == 0 && queued == 0) {
+            const std::string& packet = pending.front().second;
+            bool written = write(backChannel, packet.data(), packet.size()) == static_cast<ssize_t>(packet.size());
+            written ? pending.pop_front() : pending.clear();  // the filter is gone: nothing more arrives
         }
-        if (options_.closeWhenAnswered && answered >= answers_.size() && pending.empty()) {
-            closeAll({&backChannel[1]});
+        if (closeWhenAnswered && answered >= answers.size() && pending.empty() && backChannel >= 0) {
+            close(backChannel);
+            backChannel = -1;
         }
-        if (!exited) {
-            pid_t done = waitpid(child, &status, WNOHANG);
-            exited = done == child || done < 0;
-        }
-        if (!outputOpen && !errorsOpen) {
-            usleep(2000);
-            continue;
-        }
-        struct pollfd entries[2] = {{outputOpen ? output[0] : -1, POLLIN, 0}, {errorsOpen ? errors[0] : -1, POLLIN, 0}};
+        struct pollfd entries[2] = {{outputOpen ? output : -1, POLLIN, 0}, {errorsOpen ? errors : -1, POLLIN, 0}};
         if (poll(entries, 2, pending.empty() ? 20 : 2) < 0 && errno != EINTR) break;
         if (entries[0].revents != 0) {
             size_t before = result.output.size();
-            outputOpen = drainInto(output[0], result.output);
+            outputOpen = drainInto(output, result.output);
             stream.append(result.output, before, std::string::npos);
             for (const std::string& packet : takePackets(stream)) {
                 if (packet.size() > 3 && static_cast<unsigned char>(packet[3]) == 0x80) continue;  // mode command
-                if (answered < answers_.size()) {
-                    const PrinterAnswer& answer = answers_[answered];
-                    pending.push_back({{answer.packets.begin(), answer.packets.end()},
-                                       SteadyClock::now() + std::chrono::milliseconds(answer.delayMs)});
+                if (answered < answers.size()) {
+                    auto at = SteadyClock::now() + std::chrono::milliseconds(answers[answered].delayMs);
+                    for (const std::string& part : answers[answered].packets) pending.emplace_back(at, part);
                 }
                 ++answered;
             }
         }
-        if (entries[1].revents != 0) errorsOpen = drainInto(errors[0], result.errors);
+        if (entries[1].revents != 0) errorsOpen = drainInto(errors, result.errors);
     }
-    closeAll({&output[0], &errors[0], &backChannel[1], &sideChannel[0]});
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - SteadyClock::now()).count();
+    result.exitStatus = child.wait(static_cast<int>(std::max<long long>(left, 0)));
+    for (int fd : fds) {
+        if (fd >= 0) close(fd);
+    }
     result.seconds = std::chrono::duration<double>(SteadyClock::now() - started).count();
-    result.ran = true;
-    result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
     return result;
 }
 

@@ -15,8 +15,7 @@ struct PrinterAnswer {
 
 struct UsbFilterRun {
     bool ran = false;
-    int exitStatus = -1;  // -1 when a signal ended the program (|signal| says which)
-    int signal = 0;
+    int exitStatus = -1;  // -1 when killed or ended by a signal
     std::string output;   // standard output: the requests for the backend
     std::string errors;   // standard error
     double seconds = 0;
@@ -24,35 +23,23 @@ struct UsbFilterRun {
 
 // Starts the filter with the spooler's arguments (the command file last), stdin /dev/null,
 // stdout into the printer, the read end of a non-blocking back-channel pipe on fd 3, a
-// socketpair end (or this process's fd 4) on fd 4, and only PATH, DEVICE_URI and the given
-// variables in the environment. Every NPA packet on stdout except the mode command (flags
-// 0x80) counts as a request; the i-th is answered with answers[i], later ones not at all.
-class ScriptedUsbPrinter {
-public:
-    struct Options {
-        std::string deviceUri = "usb://Sim/Laser%20M100?serial=42";
-        std::vector<std::string> environment;  // further NAME=value entries
-        // Close the back-channel once every answer is written, so that further reads end at
-        // once; otherwise they run into their time-outs.
-        bool closeWhenAnswered = true;
-        // An empty /tmp in a mount namespace of its own, so that the host's log marker is
-        // never seen; the command file must then live outside /tmp.
-        bool privateTmp = true;
-        bool inheritFd4 = false;  // hand on this process's fd 4 (a scripted side channel)
-    };
+// socketpair end (or this process's fd 4) on fd 4, and only PATH, DEVICE_URI and |environment|.
+// Every NPA packet on stdout but the mode command (flags 0x80) is a request; the i-th is
+// answered with answers[i], later ones not at all.
+struct ScriptedUsbPrinter {
+    std::vector<PrinterAnswer> answers;
+    std::string deviceUri = "usb://Sim/Laser%20M100?serial=42";
+    std::vector<std::string> environment;  // further NAME=value entries
+    // Close the back-channel once all is answered, so that further reads end at once.
+    bool closeWhenAnswered = true;
+    // An empty /tmp of its own, so that the host's log marker is never seen.
+    bool privateTmp = true;
+    bool inheritFd4 = false;  // hand on this process's fd 4 (a side channel)
 
     // True when this process may give a child a private /tmp.
     static bool privateTmpAvailable();
-
-    explicit ScriptedUsbPrinter(std::vector<PrinterAnswer> answers);
-    ScriptedUsbPrinter(std::vector<PrinterAnswer> answers, Options options);
-
     // Runs |filter| on |commandFile| to its end (killed after 30 s). Thread-safe.
     UsbFilterRun run(const std::string& filter, const std::string& commandFile) const;
-
-private:
-    std::vector<PrinterAnswer> answers_;
-    Options options_;
 };
 
 }  // namespace cfftest
