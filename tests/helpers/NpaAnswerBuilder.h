@@ -35,17 +35,10 @@ struct NpaElement {
     std::optional<uint64_t> length;
 
     static NpaElement container(uint64_t id, std::vector<NpaElement> children) {
-        NpaElement element;
-        element.id = id;
-        element.children = std::move(children);
-        return element;
+        return {id, 0, std::move(children), "", std::nullopt, std::nullopt};
     }
     static NpaElement leaf(uint64_t id, uint64_t type, std::string bytes) {
-        NpaElement element;
-        element.id = id;
-        element.type = type;
-        element.value = std::move(bytes);
-        return element;
+        return {id, type, {}, std::move(bytes), std::nullopt, std::nullopt};
     }
     // A type-1 leaf holding |value| big-endian in |bytes| bytes.
     static NpaElement integer(uint64_t id, uint64_t value, size_t bytes = 4) {

@@ -74,6 +74,17 @@ inline std::vector<std::string> host(const std::string& sysname, const std::stri
             "CFF_FAKE_RELEASE=" + release};
 }
 
+// The bundled colour printer's supplies, the same over every path: the fuser's name from code
+// page 850 with "±", the waste toner as what is left unless |wasteLevel| says otherwise.
+inline std::string colorFinisherLine(const std::string& wasteLevel = "75") {
+    return "ATTR: marker-colors=#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#00FFFF,#FF00FF,#FFFF00,"
+           "#000000,#000000 marker-levels=80,55,30,5,75,50,25,100,60," + wasteLevel +
+           " marker-names='\"Black Toner\"','\"Cyan Toner\"','\"Magenta Toner\"','\"Yellow Toner\"',"
+           "'\"Black Drum\"','\"Cyan Drum\"','\"Magenta Drum\"','\"Yellow Drum\"',"
+           "'\"Fuser Unit (220 V \xC2\xB1" "10 %)\"','\"Waste Toner Box\"' "
+           "marker-types=toner,toner,toner,toner,opc,opc,opc,opc,fuser,wasteToner \n";
+}
+
 // Runs "cffsim run-filter OPTIONS PROFILE -- filter" with a private /tmp and only |environment|;
 // returns what the simulator relays: the filter's stderr.
 inline std::string runUnderSimulator(const std::string& environment, const std::string& options,
