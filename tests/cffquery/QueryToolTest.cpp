@@ -179,8 +179,7 @@ TEST(QueryToolRequest, RunsEveryCommandDirectlyAndPrintsTheLineOrSaysWhyNot) {
     EXPECT_DOUBLE_EQ(connectionTimeout, 5.0);  // left alone without --timeout
 }
 
-// The built tool: usage on bad arguments; no attached device carries the serial number
-// "cffquery-test-0", whatever else is plugged in, which it says at once.
+// The built tool: usage on bad arguments, and at once no printer for a serial nobody has.
 TEST(QueryToolBinary, ShowsUsageOrSaysNoPrinterFoundAtOnce) {
     auto runTool = [](const std::string& arguments, std::string& err) {
         auto start = cfftest::now();

@@ -77,8 +77,7 @@ public:
         out.insert(out.end(), body.begin(), body.end());
         return out;
     }
-    // The whole answer: 0xA5, length, bytes 3 to 11 (zero), the header string at offset 12
-    // and |root| at offset 46.
+    // 0xA5, length, bytes 3 to 11 (zero), the header string at offset 12 and |root| at 46.
     NpaBytes build(const NpaElement& root) const {
         NpaBytes body(9, 0), tree = encode(root);
         std::string header = header_.substr(0, 34);
@@ -127,8 +126,7 @@ inline E inputTray(uint64_t trayNo, uint64_t deviceId, std::string name) {
     return E::container(trayNo, {E::container(5, {E::container(1, {E::container(1, {E::integer(1, deviceId),
                                                                                    E::text(3, std::move(name))})})})});
 }
-// "1.2.2" output units, and unit |unitNo| with an optional finisher (leaves 1 and 7) and one
-// entry per bin (device id, name).
+// "1.2.2" output units; unit |unitNo| has an optional finisher (leaves 1, 7) and bins (id, name).
 inline E outputUnits(std::vector<E> units) { return E::container(2, std::move(units)); }
 inline E outputUnit(uint64_t unitNo, std::optional<uint64_t> finisherId, std::string finisherName,
                     std::vector<std::pair<uint64_t, std::string>> bins) {

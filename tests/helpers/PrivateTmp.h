@@ -1,6 +1,5 @@
-// PrivateTmp: an empty /tmp for a process in its own mount namespace, so that a log marker on
-// the host never reaches the filter; the source and build trees stay reachable even when they
-// lie below /tmp themselves.
+// PrivateTmp: an empty /tmp in a mount namespace of its own, so that the host's log marker never
+// reaches the filter; source and build trees stay reachable even when they lie below /tmp.
 #pragma once
 
 #include <sys/mount.h>

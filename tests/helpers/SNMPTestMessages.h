@@ -58,8 +58,7 @@ inline Binding stringBinding(const std::string& oid, const std::string& text) {
 }
 inline Binding integerBinding(const std::string& oid, uint32_t value) { return {oid, 0x02, digits(value)}; }
 
-// A whole version-2c GetResponse message with community "opencm"; |rawBindings| are
-// appended to the binding list as they stand.
+// A version-2c GetResponse with community "opencm"; |rawBindings| end the binding list as they are.
 inline Bytes getResponse(const std::vector<Binding>& bindings, int errorStatus = 0, const Bytes& rawBindings = {}) {
     Bytes list;
     for (const Binding& b : bindings) list = list + tlv(0x30, tlv(0x06, oidContent(b.oid)) + tlv(b.valueTag, b.value));

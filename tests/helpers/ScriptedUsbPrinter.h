@@ -79,8 +79,7 @@ struct ScriptedUsbPrinter {
         return got > 0 || (got < 0 && (errno == EINTR || errno == EAGAIN));
     }
 
-    // Cuts the complete NPA packets off the front of |stream|, dropping bytes before a start
-    // byte as a printer resynchronising would.
+    // Cuts the complete NPA packets off |stream|, dropping bytes before a start byte.
     static std::vector<std::string> takePackets(std::string& stream) {
         std::vector<std::string> packets;
         for (;;) {
@@ -106,8 +105,7 @@ struct ScriptedUsbPrinter {
         argv.push_back(nullptr);
         envp.push_back(nullptr);
 
-        // Read and write ends of stdout, stderr, the back-channel (non-blocking, as the spooler
-        // leaves it) and the side channel, all moved above 10 for placement.
+        // Stdout, stderr, the back-channel (non-blocking, as the spooler has it), the side channel.
         int fds[8] = {-1, -1, -1, -1, -1, -1, -1, -1};
         bool ready = pipe2(fds, O_CLOEXEC) == 0 && pipe2(fds + 2, O_CLOEXEC) == 0 &&
                      pipe2(fds + 4, O_CLOEXEC | O_NONBLOCK) == 0 &&

@@ -39,8 +39,7 @@ inline std::string profile(const std::string& name) {
     return name[0] == '/' ? name : std::string(CFF_SOURCE_DIR) + "/tools/simulator/profiles/" + name + ".yaml";
 }
 
-// A scratch directory under the build tree (the filter may get a /tmp of its own) holding
-// the command files "AutoConfigure" and "ReportLevels"; removed with the object.
+// A scratch directory under the build tree with the two command files; removed with the object.
 struct Scratch {
     std::string dir = std::string(CFF_BINARY_DIR) + "/cff-e2e-XXXXXX";
     Scratch() {
@@ -60,8 +59,7 @@ struct Scratch {
         GTEST_SKIP() << "no private mount namespace to hide the host's log marker";   \
     }
 
-// Runs the filter on a network queue (inside the private network, whose /tmp is already
-// private) with |environment|; fd 4 is handed on when |sideChannel|.
+// Runs the filter on a network queue (its /tmp already private); fd 4 handed on if |sideChannel|.
 inline UsbFilterRun runNetworkFilter(const Scratch& scratch, const std::string& uri, const std::string& command,
                                      std::vector<std::string> environment = {}, bool sideChannel = false) {
     return ScriptedUsbPrinter{{}, uri, std::move(environment), true, false, sideChannel}.run(CFF_FILTER_BINARY,
@@ -74,8 +72,7 @@ inline std::vector<std::string> host(const std::string& sysname, const std::stri
             "CFF_FAKE_RELEASE=" + release};
 }
 
-// The bundled colour printer's supplies, the same over every path: the fuser's name from code
-// page 850 with "±", the waste toner as what is left unless |wasteLevel| says otherwise.
+// The bundled colour printer's supplies over every path (the fuser's name has a CP850 "±").
 inline std::string colorFinisherLine(const std::string& wasteLevel = "75") {
     return "ATTR: marker-colors=#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#00FFFF,#FF00FF,#FFFF00,"
            "#000000,#000000 marker-levels=80,55,30,5,75,50,25,100,60," + wasteLevel +
@@ -85,8 +82,7 @@ inline std::string colorFinisherLine(const std::string& wasteLevel = "75") {
            "marker-types=toner,toner,toner,toner,opc,opc,opc,opc,fuser,wasteToner \n";
 }
 
-// Runs "cffsim run-filter OPTIONS PROFILE -- filter" with a private /tmp and only |environment|;
-// returns what the simulator relays: the filter's stderr.
+// The filter's stderr from "cffsim run-filter OPTIONS PROFILE -- filter", private /tmp, |environment|.
 inline std::string runUnderSimulator(const std::string& environment, const std::string& options,
                                      const std::string& profileName, const std::string& commandFile) {
     std::string command = "unshare --mount --propagation private sh -c '" + cfftest::privateTmpShell() +
@@ -115,8 +111,7 @@ inline void rerunCurrentTest(const std::string& launcher) {
     EXPECT_EQ(output.find("[  SKIPPED ]"), std::string::npos) << output;
 }
 
-// The test runs again inside private network and mount namespaces: loopback up, UDP 161 free
-// to bind, an empty /tmp.
+// The test runs again in private network and mount namespaces: loopback up, an empty /tmp.
 #define RUN_IN_PRIVATE_NETWORK()                                                                              \
     if (!std::getenv("CFF_PRIVATE_NETWORK")) {                                                                \
         return e2e::rerunCurrentTest("unshare -n -m true 2>/dev/null || { echo no private namespaces; exit 77; }; " \

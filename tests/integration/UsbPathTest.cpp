@@ -27,8 +27,7 @@ std::string supplyRequest(char language) {
 
 std::string text(const NpaBytes& bytes) { return std::string(bytes.begin(), bytes.end()); }
 
-// An RDC answer holding |root|, cut into packets of at most 500 payload bytes so that every
-// packet fits one 512-byte back-channel read.
+// An RDC answer holding |root| in packets of at most 500 payload bytes (one 512-byte read each).
 PrinterAnswer rdcAnswer(const NpaElement& root) {
     NpaBytes whole = NpaAnswerBuilder().build(root);
     PrinterAnswer answer;
@@ -168,8 +167,7 @@ TEST(UsbPath, PrinterThatFailsToAnswerLeavesExitZeroAndOnlyWhatArrivedOnStderr) 
     EXPECT_LT(std::max(answered.seconds, unanswered.seconds), 20.0);
 }
 
-// The filter under "cffsim run-filter", with a bundled profile and one of wider fields:
-// simulator and filter agree, over the back-channel and over the side channel.
+// The filter under "cffsim run-filter": simulator and filter agree over either channel.
 TEST(SimulatorRun, ProfilesGiveTheirLinesOverEitherChannel) {
     SKIP_WITHOUT_PRIVATE_TMP();
     e2e::Scratch scratch;
