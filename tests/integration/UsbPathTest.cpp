@@ -1,4 +1,4 @@
-// Runs the built filter on a USB queue against a scripted printer behind the backend's channels.
+// Runs the built filter on USB queues: against a scripted printer behind the backend, and under the simulator.
 #include <gtest/gtest.h>
 
 #include <future>
