@@ -4,7 +4,6 @@
 
 #include <sys/wait.h>
 
-#include <chrono>
 #include <cstdio>
 
 #include "QueryTool.h"
@@ -12,14 +11,21 @@
 #include "connection/USBScriptedPlatform.h"
 #include "core/DevCommand.h"
 #include "helpers/StubParser.h"
+#include "helpers/TestUtil.h"
 #include "ppd/IWriter.h"
 #include "protocol/Protocol.h"
 
+using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {
 
 const char* kUri = "usb://Acme/Laser%20500?serial=ABC123";
+
+int parse(std::vector<const char*> argv, QueryOptions& options, std::string& error) {
+    argv.insert(argv.begin(), "cffquery");
+    return QueryTool::parseArguments(static_cast<int>(argv.size()), argv.data(), options, error);
+}
 
 TEST(QueryToolArguments, AcceptsTheCommandWordsAndATimeOutAndRejectsTheRest) {
     struct Case {
@@ -27,76 +33,60 @@ TEST(QueryToolArguments, AcceptsTheCommandWordsAndATimeOutAndRejectsTheRest) {
         RequestType type;
         double timeout;  // 0: none given
     } accepted[] = {
-        {{"cffquery", "reportlevels", kUri}, REQ_SUPPLY_LEVELS, 0},
-        {{"cffquery", "--timeout", "0.5", "ReportLevels", kUri}, REQ_SUPPLY_LEVELS, 0.5},
-        {{"cffquery", "AutoConfigure", kUri, "--timeout=2"}, REQ_INSTALLABLE_OPTIONS, 2.0},
+        {{"reportlevels", kUri}, REQ_SUPPLY_LEVELS, 0},
+        {{"--timeout", "0.5", "ReportLevels", kUri}, REQ_SUPPLY_LEVELS, 0.5},
+        {{"AutoConfigure", kUri, "--timeout=2"}, REQ_INSTALLABLE_OPTIONS, 2.0},
     };
     for (const Case& c : accepted) {
-        SCOPED_TRACE(c.argv[1]);
+        SCOPED_TRACE(c.argv[0]);
         QueryOptions options;
         std::string error;
-        ASSERT_EQ(QueryTool::parseArguments(static_cast<int>(c.argv.size()), c.argv.data(), options, error),
-                  kQueryExitSuccess) << error;
+        ASSERT_EQ(parse(c.argv, options, error), kQueryExitSuccess) << error;
         EXPECT_EQ(options.type, c.type);
         EXPECT_EQ(options.uri, kUri);
         EXPECT_EQ(options.timeoutGiven, c.timeout > 0);
         EXPECT_DOUBLE_EQ(options.timeout, c.timeout > 0 ? c.timeout : 5.0);
     }
-    const std::vector<std::vector<const char*>> rejected = {
-        {"cffquery", "AutoConfigure"},
-        {"cffquery", "PrintSelfTestPage", kUri},
-        {"cffquery", "AutoConfigure", "socket://10.0.0.1"},
-        {"cffquery", "AutoConfigure", "USB://Acme/Laser?serial=1"},
-        {"cffquery", "AutoConfigure", kUri, "extra"},
-        {"cffquery", "--timeout", "0", "AutoConfigure", kUri},
-        {"cffquery", "--timeout", "5s", "AutoConfigure", kUri},
-        {"cffquery", "--timeout", "1e9", "AutoConfigure", kUri},
-        {"cffquery", "--verbose", "AutoConfigure", kUri},
-    };
-    for (const auto& argv : rejected) {
+    for (const std::vector<const char*>& argv : std::vector<std::vector<const char*>>{
+             {"AutoConfigure"}, {"PrintSelfTestPage", kUri}, {"AutoConfigure", "socket://10.0.0.1"},
+             {"AutoConfigure", "USB://Acme/Laser?serial=1"}, {"AutoConfigure", kUri, "extra"},
+             {"--timeout", "0", "AutoConfigure", kUri}, {"--timeout", "5s", "AutoConfigure", kUri},
+             {"--timeout", "1e9", "AutoConfigure", kUri}, {"--verbose", "AutoConfigure", kUri}}) {
         QueryOptions options;
         std::string error;
-        EXPECT_EQ(QueryTool::parseArguments(static_cast<int>(argv.size()), argv.data(), options, error),
-                  kQueryExitUsage) << argv.size() << " arguments, last " << argv.back();
+        EXPECT_EQ(parse(argv, options, error), kQueryExitUsage) << argv.size() << " arguments, last " << argv.back();
         EXPECT_FALSE(error.empty());
     }
 }
 
 TEST(QueryToolCheck, FindsThePrinterOrSaysWhyNot) {
+    const int ok = kUsbSuccess, closed = kUsbNotPrivileged;
     struct Case {
         const char* what;
-        void (*script)(USBScriptedPlatform&);
-        int result;
+        bool printerClass, named;
+        const char* serial;  // none: the right one, but not readable
+        int accessStatus, listStatus, result;
         const char* message;
     } cases[] = {
-        {"attached", [](USBScriptedPlatform&) {}, kQueryExitSuccess, "/dev/bus/usb/001/004"},
-        {"other serial", [](USBScriptedPlatform& p) { p.devices[0].properties.serialNumber = "X"; },
-         kQueryExitNoPrinter, "no printer found"},
-        {"printer node closed",
-         [](USBScriptedPlatform& p) {
-             p.devices[0].properties.hasProductName = false;
-             p.devices[0].properties.hasSerialNumber = false;
-             p.devices[0].properties.accessStatus = kUsbNotPrivileged;
-         },
-         kQueryExitNoPermission, "permission denied on /dev/bus/usb/001/004"},
-        {"other device closed",
-         [](USBScriptedPlatform& p) {
-             p.devices[0].properties.hasPrinterInterface = false;
-             p.devices[0].properties.hasProductName = false;
-             p.devices[0].properties.accessStatus = kUsbNotPrivileged;
-         },
-         kQueryExitNoPrinter, "no printer found"},
-        {"no USB", [](USBScriptedPlatform& p) { p.listStatus = kUsbNotAvailable; }, kQueryExitNoPrinter,
+        {"attached", true, true, "ABC123", ok, ok, kQueryExitSuccess, "/dev/bus/usb/001/004"},
+        {"other serial", true, true, "X", ok, ok, kQueryExitNoPrinter, "no printer found"},
+        {"printer node closed", true, false, nullptr, closed, ok, kQueryExitNoPermission,
+         "permission denied on /dev/bus/usb/001/004"},
+        {"other device closed", false, false, "ABC123", closed, ok, kQueryExitNoPrinter, "no printer found"},
+        {"no USB", true, true, "ABC123", ok, kUsbNotAvailable, kQueryExitNoPrinter,
          "no printer found: USB devices cannot be reached"},
-        {"list closed", [](USBScriptedPlatform& p) { p.listStatus = kUsbNotPrivileged; }, kQueryExitNoPermission,
-         "permission denied"},
+        {"list closed", true, true, "ABC123", ok, closed, kQueryExitNoPermission, "permission denied"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         USBScriptedPlatform platform;
-        platform.devices.push_back(scriptedPrinter("Acme Laser 500", "ABC123"));
-        platform.devices[0].properties.location = "/dev/bus/usb/001/004";
-        c.script(platform);
+        platform.listStatus = c.listStatus;
+        platform.devices.push_back(scriptedPrinter("Acme Laser 500", c.serial ? c.serial : "ABC123"));
+        UsbDeviceProperties& device = platform.devices[0].properties;
+        device.hasPrinterInterface = c.printerClass;
+        device.hasProductName = c.named;
+        device.hasSerialNumber = c.serial != nullptr;
+        device.accessStatus = c.accessStatus;
         std::string message;
         EXPECT_EQ(QueryTool::checkPrinter(platform, kUri, message), c.result);
         EXPECT_THAT(message, HasSubstr(c.message));
@@ -131,8 +121,7 @@ struct FakeCommand : DevCommand {
         return executeResult;
     }
 };
-// Prints its line on standard error as the real writer does.
-struct FakeWriter : IWriter {
+struct FakeWriter : IWriter {  // prints its line on standard error as the real writer does
     ~FakeWriter() override { events.push_back("delete writer"); }
     int writeData(RequestType, Parser*) override {
         std::fprintf(stderr, "PPD: *OptionTray1=True \n");
@@ -142,8 +131,12 @@ struct FakeWriter : IWriter {
 };
 
 // Runs the request with the stand-ins; no protocol when |noProtocol|.
-int runRequest(const QueryOptions& options, bool noProtocol, std::string& message) {
+int runRequest(double timeout, bool noProtocol, std::string& message) {
     events.clear();
+    QueryOptions options;
+    options.uri = kUri;
+    options.timeoutGiven = timeout != 5.0;
+    options.timeout = timeout;
     QueryPipeline pipeline;
     pipeline.createProtocol = [noProtocol](RequestType, ExecutionType execution, std::string uri) -> Protocol* {
         events.push_back("protocol " + std::to_string(execution) + " " + uri);
@@ -163,45 +156,35 @@ int runRequest(const QueryOptions& options, bool noProtocol, std::string& messag
 // Every command runs with direct device access and the writer's line goes to standard output;
 // without a protocol, or with nothing answered, the tool says why.
 TEST(QueryToolRequest, RunsEveryCommandDirectlyAndPrintsTheLineOrSaysWhyNot) {
-    QueryOptions options;
-    options.uri = kUri;
-    options.timeoutGiven = true;
-    options.timeout = 0.3;
     std::string message;
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    int result = runRequest(options, false, message);
+    int result = runRequest(0.3, false, message);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "PPD: *OptionTray1=True \n");
     EXPECT_EQ(result, kQueryExitSuccess) << message;
     EXPECT_DOUBLE_EQ(connectionTimeout, 0.3);
-    EXPECT_THAT(events, testing::ElementsAre(std::string("protocol 1 ") + kUri, "writer \"\"", "execute", "execute",
-                                             "delete command", "delete command", "delete parser", "delete protocol",
-                                             "delete writer"));
+    EXPECT_THAT(events, ElementsAre(std::string("protocol 1 ") + kUri, "writer \"\"", "execute", "execute",
+                                    "delete command", "delete command", "delete parser", "delete protocol",
+                                    "delete writer"));
 
-    options.timeoutGiven = false;
-    options.timeout = 5.0;
-    EXPECT_EQ(runRequest(options, true, message), kQueryExitRequestFailed);
+    EXPECT_EQ(runRequest(5.0, true, message), kQueryExitRequestFailed);
     EXPECT_THAT(message, HasSubstr("no device dialogue"));
     EXPECT_EQ(events.back(), "delete writer");
     writeResult = executeResult = -1;
     testing::internal::CaptureStdout();
-    EXPECT_EQ(runRequest(options, false, message), kQueryExitRequestFailed);
+    EXPECT_EQ(runRequest(5.0, false, message), kQueryExitRequestFailed);
     testing::internal::GetCapturedStdout();
     EXPECT_THAT(message, HasSubstr("did not answer"));
     EXPECT_DOUBLE_EQ(connectionTimeout, 5.0);  // left alone without --timeout
 }
 
-// The built tool: usage on bad arguments; no attached device carries the serial number
-// "cffquery-test-0", whatever else is plugged in, which it says at once.
+// The built tool: usage on bad arguments, and at once no printer for a serial nobody has.
 TEST(QueryToolBinary, ShowsUsageOrSaysNoPrinterFoundAtOnce) {
     auto runTool = [](const std::string& arguments, std::string& err) {
-        auto start = std::chrono::steady_clock::now();
-        FILE* run = popen(("timeout 10 " + std::string(CFFQUERY_BINARY) + " " + arguments + " 2>&1 >/dev/null").c_str(), "r");
-        char chunk[512];
-        for (size_t got; run && (got = std::fread(chunk, 1, sizeof chunk, run)) > 0;) err.append(chunk, got);
-        int status = run ? pclose(run) : -1;
-        EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 1.0) << arguments;
+        auto start = cfftest::now();
+        int status = cfftest::runCommand("timeout 10 " CFFQUERY_BINARY " " + arguments + " 2>&1 >/dev/null", err);
+        EXPECT_LT(cfftest::secondsSince(start), 1.0) << arguments;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     };
     std::string usage, missing;

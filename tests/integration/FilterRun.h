@@ -2,7 +2,6 @@
 #pragma once
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -40,14 +39,12 @@ inline std::string profile(const std::string& name) {
     return name[0] == '/' ? name : std::string(CFF_SOURCE_DIR) + "/tools/simulator/profiles/" + name + ".yaml";
 }
 
-// A scratch directory under the build tree (the filter may get a /tmp of its own) holding
-// the command files "AutoConfigure" and "ReportLevels"; removed with the object.
+// A scratch directory under the build tree with the two command files; removed with the object.
 struct Scratch {
-    std::string dir;
+    std::string dir = std::string(CFF_BINARY_DIR) + "/cff-e2e-XXXXXX";
     Scratch() {
-        std::string pattern = std::string(CFF_BINARY_DIR) + "/cff-e2e-XXXXXX";
-        dir = mkdtemp(pattern.data()) ? pattern : "";
-        for (const char* command : {"AutoConfigure", "ReportLevels"}) writeFile(dir + "/" + command, command + std::string("\n"));
+        if (!mkdtemp(dir.data())) dir.clear();
+        for (std::string command : {"AutoConfigure", "ReportLevels"}) writeFile(file(command), command + "\n");
     }
     ~Scratch() {
         std::error_code ignored;
@@ -56,23 +53,17 @@ struct Scratch {
     std::string file(const std::string& name) const { return dir + "/" + name; }
 };
 
-// With the log marker /tmp/startlog present the filter names its log file on standard error,
-// which the tests compare byte for byte: the filter needs an empty /tmp of its own.
-#define SKIP_WITHOUT_PRIVATE_TMP()                                                               \
-    if (!e2e::ScriptedUsbPrinter::privateTmpAvailable()) {                                       \
-        GTEST_SKIP() << "no private mount namespace, so a log marker in /tmp could reach the filter"; \
+// The filter's standard error is compared byte for byte, so no log marker in /tmp may reach it.
+#define SKIP_WITHOUT_PRIVATE_TMP()                                                    \
+    if (!e2e::ScriptedUsbPrinter::privateTmpAvailable()) {                            \
+        GTEST_SKIP() << "no private mount namespace to hide the host's log marker";   \
     }
 
-// Runs the filter on a network queue (inside the private network, whose /tmp is already
-// private) with |environment|; fd 4 is handed on when |sideChannel|.
+// Runs the filter on a network queue (its /tmp already private); fd 4 handed on if |sideChannel|.
 inline UsbFilterRun runNetworkFilter(const Scratch& scratch, const std::string& uri, const std::string& command,
                                      std::vector<std::string> environment = {}, bool sideChannel = false) {
-    ScriptedUsbPrinter::Options options;
-    options.deviceUri = uri;
-    options.environment = std::move(environment);
-    options.privateTmp = false;
-    options.inheritFd4 = sideChannel;
-    return ScriptedUsbPrinter({}, options).run(CFF_FILTER_BINARY, scratch.file(command));
+    return ScriptedUsbPrinter{{}, uri, std::move(environment), true, false, sideChannel}.run(CFF_FILTER_BINARY,
+                                                                                           scratch.file(command));
 }
 
 // Environment entries that make the filter see another host kernel.
@@ -81,8 +72,17 @@ inline std::vector<std::string> host(const std::string& sysname, const std::stri
             "CFF_FAKE_RELEASE=" + release};
 }
 
-// Runs "cffsim run-filter OPTIONS PROFILE -- filter" in a clean environment plus |environment|
-// and a private /tmp; returns what the simulator relays: the filter's stderr.
+// The bundled colour printer's supplies over every path (the fuser's name has a CP850 "±").
+inline std::string colorFinisherLine(const std::string& wasteLevel = "75") {
+    return "ATTR: marker-colors=#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#00FFFF,#FF00FF,#FFFF00,"
+           "#000000,#000000 marker-levels=80,55,30,5,75,50,25,100,60," + wasteLevel +
+           " marker-names='\"Black Toner\"','\"Cyan Toner\"','\"Magenta Toner\"','\"Yellow Toner\"',"
+           "'\"Black Drum\"','\"Cyan Drum\"','\"Magenta Drum\"','\"Yellow Drum\"',"
+           "'\"Fuser Unit (220 V \xC2\xB1" "10 %)\"','\"Waste Toner Box\"' "
+           "marker-types=toner,toner,toner,toner,opc,opc,opc,opc,fuser,wasteToner \n";
+}
+
+// The filter's stderr from "cffsim run-filter OPTIONS PROFILE -- filter", private /tmp, |environment|.
 inline std::string runUnderSimulator(const std::string& environment, const std::string& options,
                                      const std::string& profileName, const std::string& commandFile) {
     std::string command = "unshare --mount --propagation private sh -c '" + cfftest::privateTmpShell() +
@@ -96,9 +96,8 @@ inline std::string runUnderSimulator(const std::string& environment, const std::
     return relayed;
 }
 
-// Runs the current test again in a copy of this program started by |launcher| (a shell
-// prefix that sets up namespaces and runs the rest of the line) and takes over its result;
-// launcher status 77 means "cannot set up" and skips the test.
+// Runs the current test again in a copy of this program started by the shell prefix
+// |launcher| and takes over its result; status 77 means "cannot set up" and skips the test.
 inline void rerunCurrentTest(const std::string& launcher) {
     const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
     std::string output;
@@ -112,31 +111,19 @@ inline void rerunCurrentTest(const std::string& launcher) {
     EXPECT_EQ(output.find("[  SKIPPED ]"), std::string::npos) << output;
 }
 
-// True in the copy of the test program that runs inside the private network.
-inline bool insidePrivateNetwork() { return std::getenv("CFF_PRIVATE_NETWORK") != nullptr; }
-
-// Runs the current test again inside private network and mount namespaces: loopback up,
-// UDP 161 free to bind, and an empty /tmp; skips when the namespaces are not permitted.
-inline void rerunInPrivateNetwork() {
-    if (std::system("unshare -n -m true >/dev/null 2>&1") != 0) {
-        GTEST_SKIP() << "private network and mount namespaces are not permitted here";
-    }
-    rerunCurrentTest("CFF_PRIVATE_NETWORK=1 unshare -n -m --propagation private sh -c '" +
-                     cfftest::privateTmpShell(77) + "ip link set lo up || exit 77; exec \"$0\" \"$@\"'");
-}
-
-#define RUN_IN_PRIVATE_NETWORK()                                \
-    if (!e2e::insidePrivateNetwork()) {                         \
-        return e2e::rerunInPrivateNetwork();                    \
+// The test runs again in private network and mount namespaces: loopback up, an empty /tmp.
+#define RUN_IN_PRIVATE_NETWORK()                                                                              \
+    if (!std::getenv("CFF_PRIVATE_NETWORK")) {                                                                \
+        return e2e::rerunCurrentTest("unshare -n -m true 2>/dev/null || { echo no private namespaces; exit 77; }; " \
+                                     "CFF_PRIVATE_NETWORK=1 unshare -n -m --propagation private sh -c '" +    \
+                                     cfftest::privateTmpShell(77) + "ip link set lo up || exit 77; exec \"$0\" \"$@\"'"); \
     }
 
-// True once a socket of |table| ("udp" or "tcp") is bound to |address|:|port| in this network,
-// within 10 s.
+// True once a socket of |table| ("udp" or "tcp") is bound to |address|:|port|, within 10 s.
 inline bool waitForPort(int port, const std::string& table = "udp", const std::string& address = "127.0.0.1") {
     struct in_addr bound {};
     inet_pton(AF_INET, address.c_str(), &bound);
-    char wanted[32];
-    // The kernel lists the address as the 32-bit number in host byte order.
+    char wanted[32];  // the kernel lists the address as a 32-bit number in host byte order
     std::snprintf(wanted, sizeof(wanted), "%08X:%04X", bound.s_addr, port);
     for (int waited = 0; waited <= 10000; waited += 20) {
         if (readFile("/proc/net/" + table).find(wanted) != std::string::npos) return true;
@@ -145,31 +132,20 @@ inline bool waitForPort(int port, const std::string& table = "udp", const std::s
     return false;
 }
 
-// A program run in the background for one test, its output in |log|; killed at the end.
+// A shell command run in the background for one test, its output in |log|; killed at the end.
 struct Daemon : cfftest::PeerProcess {
     std::string log;
-    Daemon(std::vector<std::string> argv, std::string logPath, std::vector<std::string> env = {}) : log(logPath) {
-        start({}, [argv, logPath, env]() mutable {
-            int fd = open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-            dup2(fd, 1);
-            dup2(fd, 2);
-            for (std::string& entry : env) putenv(entry.data());
-            std::vector<char*> args;
-            for (std::string& arg : argv) args.push_back(arg.data());
-            args.push_back(nullptr);
-            execvp(args[0], args.data());
-            return 127;
-        });
+    Daemon(const std::string& command, std::string logPath) : log(std::move(logPath)) {
+        std::string line = "exec " + command + " >'" + log + "' 2>&1";
+        start({}, [line] { return execl("/bin/sh", "sh", "-c", line.c_str(), nullptr), 127; });
     }
     ~Daemon() { wait(0); }
-    // The simulator's UDP printer for |profileName| at |address|, with |options|.
-    static std::vector<std::string> simulator(const std::string& profileName, std::vector<std::string> options = {},
-                                              const std::string& address = "127.0.0.1") {
-        std::vector<std::string> argv = {CFFSIM_BINARY, "udp", "--address", address};
-        argv.insert(argv.end(), options.begin(), options.end());
-        argv.push_back(profile(profileName));
-        return argv;
-    }
 };
+
+// The simulator's UDP printer for |profileName| at |address|, with |options|.
+inline std::string simulator(const std::string& profileName, const std::string& options = "",
+                             const std::string& address = "127.0.0.1") {
+    return std::string(CFFSIM_BINARY) + " udp --address " + address + " " + options + " " + profile(profileName);
+}
 
 }  // namespace e2e

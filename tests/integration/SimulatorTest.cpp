@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <map>
 #include <sstream>
 
@@ -34,11 +32,9 @@ DeviceProfile load(const std::string& nameOrText, bool isText = false) {
 
 std::string fromHex(const std::string& hex) {
     std::string bytes;
-    for (size_t i = 0; i + 1 < hex.size(); i += 2) bytes.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+    for (size_t i = 0; i + 1 < hex.size(); i += 2) bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
     return bytes;
 }
-
-unsigned at(const std::string& bytes, size_t i) { return i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0x100; }
 
 std::string answerTo(const DeviceProfile& profile, const std::string& request) {
     std::string answer, error;
@@ -58,14 +54,13 @@ TEST(SimulatorNpa, AnswersFollowTheProfileAndRefuseWhatItLacks) {
 
 std::string handle(const DeviceProfile& profile, const std::string& request) {
     MibView view(profile);
-    SnmpAgent agent(profile, view);
     std::string reply;
-    agent.handle(reinterpret_cast<const unsigned char*>(request.data()), request.size(), reply);
+    SnmpAgent(profile, view).handle(reinterpret_cast<const unsigned char*>(request.data()), request.size(), reply);
     return reply;
 }
 
 // A GetRequest as the filter's own encoder builds it.
-std::string hostRequest(const std::vector<std::string>& oids, int version = 1, const std::string& community = "opencm") {
+std::string hostRequest(const std::vector<std::string>& oids, int version, const std::string& community) {
     SNMPDataPacket packet;
     Data pdu, message;
     packet.createPDUGetRequest(7, std::list<std::string>(oids.begin(), oids.end()), pdu);
@@ -73,23 +68,20 @@ std::string hostRequest(const std::vector<std::string>& oids, int version = 1, c
     return cfftest::text(message);
 }
 
-TEST(SimulatorSnmp, AnswersAGetRequestWithExactlyTheExpectedBytes) {
-    std::string request = fromHex("302A0201010406" "7075626C6963" "A01D020185020100020100" "3012"
-                                  "3010060C2B060102012B0802010D01010500");
-    std::string expected = fromHex("30300201010406" "7075626C6963" "A223020185020100020100" "3018"
-                                   "3016060C2B060102012B0802010D0101" "0406" "547261792031");
-    EXPECT_EQ(expected, handle(load("basic-mono"), request));
-}
-
-// By default unknown objects read as empty strings; "standard" answers noSuchName in
-// version 1 and noSuchObject in version 2c. A wrong community or a cut message gets nothing.
-TEST(SimulatorSnmp, UnknownObjectsCommunitiesAndJunkFollowThePolicy) {
+// Exact bytes for a known object. Unknown objects read as empty strings by default;
+// "standard" answers noSuchName in version 1 and noSuchObject in version 2c. A wrong
+// community or a cut message gets nothing.
+TEST(SimulatorSnmp, AnswersExactBytesAndFollowThePolicyForUnknownObjectsCommunitiesAndJunk) {
+    EXPECT_EQ(fromHex("30300201010406" "7075626C6963" "A223020185020100020100" "3018"
+                      "3016060C2B060102012B0802010D0101" "0406" "547261792031"),
+              handle(load("basic-mono"), fromHex("302A0201010406" "7075626C6963" "A01D020185020100020100" "3012"
+                                                 "3010060C2B060102012B0802010D01010500")));
     const std::string known = ".1.3.6.1.2.1.43.8.2.1.13.1.1", unknown = ".1.3.6.1.2.1.43.8.2.1.13.1.7";
     SnmpMessage message;
     auto decode = [&message](const std::string& reply) {
         return message.decode(reinterpret_cast<const unsigned char*>(reply.data()), reply.size());
     };
-    ASSERT_EQ(0, decode(handle(load("basic-mono"), hostRequest({unknown}))));
+    ASSERT_EQ(0, decode(handle(load("basic-mono"), hostRequest({unknown}, 1, "opencm"))));
     EXPECT_EQ(0, message.errorStatus);
     EXPECT_EQ(SnmpVarBind::kOctetString, message.bindings[0].tag);
     EXPECT_EQ("", message.bindings[0].text);
@@ -124,45 +116,45 @@ BackendRun runFakeFilter(const std::string& options, const std::string& profile,
     run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     std::istringstream lines(output);
     for (std::string line; std::getline(lines, line);) {
-        size_t blank = line.find(' ');
-        run.tagged[line.substr(0, blank)].push_back(blank == std::string::npos ? "" : line.substr(blank + 1));
+        size_t blank = std::min(line.find(' '), line.size());
+        run.tagged[line.substr(0, blank)].push_back(line.substr(std::min(blank + 1, line.size())));
     }
     return run;
 }
 
-// Joins packets as a host does: the first whole, later ones without their 5-byte header.
-std::string join(const std::vector<std::string>& reads) {
+// The packets of one read each, flagged "more" but the last, joined to |answer|'s payload.
+void expectPackets(const std::vector<std::string>& reads, const std::string& answer, size_t perPacket) {
+    ASSERT_EQ((answer.size() - 5 + perPacket - 1) / perPacket, reads.size());
     std::string joined;
-    for (const std::string& hex : reads) joined += joined.empty() ? fromHex(hex) : fromHex(hex).substr(5);
-    return joined;
+    for (size_t i = 0; i < reads.size(); ++i) {
+        std::string packet = fromHex(reads[i]);
+        EXPECT_EQ(i + 1 < reads.size() ? 0x20 : 0x00, packet.at(3)) << i;
+        joined += packet.substr(5);
+    }
+    EXPECT_EQ(answer.substr(5), joined);
 }
 
 TEST(SimulatorBackend, AnswersArriveOnePacketPerReadAndMisbehaveWhenAsked) {
     const std::string color = answerTo(load("color-finisher"), fromHex(kRdcHex));
+    const std::string mono = answerTo(load("basic-mono"), fromHex(kRdcHex));
+    const std::string rdc = std::string("npa:") + kRdcHex;
     for (const char* action : {"npa:", "npaslow:"}) {
         SCOPED_TRACE(action);
-        std::vector<std::string> reads = runFakeFilter("", "color-finisher", action + std::string(kRdcHex)).tagged["READ"];
-        ASSERT_EQ((color.size() - 5 + 506) / 507, reads.size());
-        for (size_t i = 0; i < reads.size(); ++i) EXPECT_EQ(i + 1 < reads.size() ? 0x20u : 0x00u, at(fromHex(reads[i]), 3));
-        EXPECT_EQ(color.substr(5), join(reads).substr(5));
+        expectPackets(runFakeFilter("", "color-finisher", action + std::string(kRdcHex)).tagged["READ"], color, 507);
     }
-    const std::string mono = answerTo(load("basic-mono"), fromHex(kRdcHex));
-    std::vector<std::string> split = runFakeFilter("--split 16", "basic-mono", std::string("npa:") + kRdcHex).tagged["READ"];
-    EXPECT_EQ((mono.size() - 5 + 15) / 16, split.size());
-    EXPECT_EQ(mono.substr(5), join(split).substr(5));
-    EXPECT_EQ(std::vector<std::string>{"A5000280E0"},
-              runFakeFilter("--fail", "basic-mono", std::string("npa:") + kRdcHex).tagged["READ"]);
-    std::vector<std::string> noisy = runFakeFilter("--noise", "basic-mono", std::string("npa:") + kRdcHex).tagged["READ"];
+    expectPackets(runFakeFilter("--split 16", "basic-mono", rdc).tagged["READ"], mono, 16);
+    EXPECT_EQ(std::vector<std::string>{"A5000280E0"}, runFakeFilter("--fail", "basic-mono", rdc).tagged["READ"]);
+    std::vector<std::string> noisy = runFakeFilter("--noise", "basic-mono", rdc).tagged["READ"];
     ASSERT_FALSE(noisy.empty());
     EXPECT_EQ("00A5", noisy[0].substr(0, 4));
     // The first request goes unanswered; the second (the options) is answered.
     EXPECT_EQ(std::vector<std::string>{"A5000C0001040852414D3A3132383B"},
-              runFakeFilter("--drop 1", "basic-mono", std::string("npa:") + kRdcHex + " npa:A50003500104").tagged["READ"]);
+              runFakeFilter("--drop 1", "basic-mono", rdc + " npa:A50003500104").tagged["READ"]);
 }
 
 // The side channel gives the device id and ends walks of an empty table cleanly; the filter
-// gets a USB device URI and its exit status is passed on.
-TEST(SimulatorBackend, SideChannelAndEnvironmentAreABackendsOwn) {
+// gets a USB device URI and its exit status is passed on. Discovery lists the same device.
+TEST(SimulatorBackend, SideChannelDiscoveryAndArgumentsAreABackendsOwn) {
     BackendRun run = runFakeFilter("", "silent", "walk:.1.3.6.1.2.1.43.11.1 devid uri exit:3");
     EXPECT_EQ(3, run.status);
     EXPECT_TRUE(run.tagged["WALK"].empty());
@@ -171,9 +163,7 @@ TEST(SimulatorBackend, SideChannelAndEnvironmentAreABackendsOwn) {
     EXPECT_EQ(0u, run.tagged["DEVID"][0].rfind("1 MFG:Simulated;MDL:", 0)) << run.tagged["DEVID"][0];
     ASSERT_EQ(1u, run.tagged["URI"].size());
     EXPECT_EQ(0u, run.tagged["URI"][0].rfind("simusb://cffsim/silent?profile=/", 0)) << run.tagged["URI"][0];
-}
 
-TEST(SimulatorBackend, DiscoveryAndBadArgumentsBehaveLikeABackend) {
     std::string line;
     EXPECT_EQ(0, cfftest::runCommand(std::string(CFFSIM_BINARY) + " backend " + profilePath("basic-mono"), line));
     EXPECT_EQ(0u, line.rfind("direct simusb://cffsim/basic-mono?profile=/", 0)) << line;
@@ -183,11 +173,7 @@ TEST(SimulatorBackend, DiscoveryAndBadArgumentsBehaveLikeABackend) {
 }
 
 TEST(SimulatorProfile, MistakesAreReportedWithLineAndReason) {
-    struct Case {
-        std::string text;
-        const char* expected;
-    };
-    const Case cases[] = {
+    const std::pair<std::string, const char*> cases[] = {
         {"code_page: 2009\n", "inline:1: the key \"model\" is missing"},
         {"model: X\ntray:\n  - {id: 1}\n", "inline:2: unknown key \"tray\" in profile"},
         {"model: X\nduplex: maybe\n", "inline:2: duplex must be installed, absent or not-reported"},
@@ -200,9 +186,9 @@ TEST(SimulatorProfile, MistakesAreReportedWithLineAndReason) {
     };
     DeviceProfile profile;
     std::string error;
-    for (const Case& c : cases) {
-        EXPECT_EQ(-1, ProfileLoader::loadText(c.text, "inline", profile, error)) << c.text;
-        EXPECT_NE(std::string::npos, error.find(c.expected)) << "got: " << error;
+    for (const auto& [text, expected] : cases) {
+        EXPECT_EQ(-1, ProfileLoader::loadText(text, "inline", profile, error)) << text;
+        EXPECT_NE(std::string::npos, error.find(expected)) << "got: " << error;
     }
     EXPECT_EQ(-1, ProfileLoader::loadFile("/nonexistent/profile.yaml", profile, error));
     EXPECT_EQ("/nonexistent/profile.yaml: cannot be opened", error);

@@ -1,8 +1,9 @@
-// Runs the built filter on a USB queue against a scripted printer behind the backend's channels.
+// Runs the built filter on USB queues: against a scripted printer behind the backend, and under the simulator.
 #include <gtest/gtest.h>
 
 #include <future>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "FilterRun.h"
@@ -12,23 +13,21 @@
 namespace {
 
 using e2e::PrinterAnswer;
-using e2e::ScriptedUsbPrinter;
 using e2e::UsbFilterRun;
 
 const std::string kMode("\xA5\x00\x10\x80\xA4\x5B\xA4\x5B\x10\xEF\xA4\x5B\x11\xEE\x00\xFF\x13\xEC\x2E", 19);
-const std::string kRdc("\xA5\x00\x07\x50\xE0\x21\x01\x00\x00\x00", 10);
-const std::string kRoc("\xA5\x00\x03\x50\x01\x04", 6);
+const std::string kAutoConfigureRequests = kMode + std::string("\xA5\x00\x07\x50\xE0\x21\x01\x00\x00\x00", 10) + kMode +
+                                           std::string("\xA5\x00\x03\x50\x01\x04", 6);
 const char kBlackLine[] = "ATTR: marker-colors=#000000 marker-levels=25 marker-names='\"Black\"' marker-types=toner \n";
 
 // The supply request asking for language |language|.
 std::string supplyRequest(char language) {
-    return std::string("\xA5\x00\x08\x50\xE0\x21\x01\x00", 8) + language + std::string("\x01\x08", 2);
+    return kMode + std::string("\xA5\x00\x08\x50\xE0\x21\x01\x00", 8) + language + std::string("\x01\x08", 2);
 }
 
 std::string text(const NpaBytes& bytes) { return std::string(bytes.begin(), bytes.end()); }
 
-// An RDC answer holding |root|, cut into packets of at most 500 payload bytes so that every
-// packet fits one 512-byte back-channel read.
+// An RDC answer holding |root| in packets of at most 500 payload bytes (one 512-byte read each).
 PrinterAnswer rdcAnswer(const NpaElement& root) {
     NpaBytes whole = NpaAnswerBuilder().build(root);
     PrinterAnswer answer;
@@ -43,40 +42,37 @@ PrinterAnswer rdcAnswer(const NpaElement& root) {
 PrinterAnswer roc(const std::string& pairs) { return {{text(rocAnswer(pairs))}}; }
 PrinterAnswer failed() { return {{text(npa_script::packet(0x80, {0x00}))}}; }
 
-supplyInfo_ supply(int id, int type, std::string name, int maxCapacity, int level) {
-    supplyInfo_ record;
-    record.supplyId = id;
-    record.type = type;
-    record.name = std::move(name);
-    record.maxCapacity = maxCapacity;
-    record.currentLevel = level;
-    return record;
-}
-
-PrinterAnswer supplyAnswer(const std::vector<supplyInfo_>& records) {
+// Supplies as (id, type, name, capacity, level), in code page 2009.
+PrinterAnswer supplyAnswer(const std::vector<std::tuple<int, int, std::string, int, int>>& records) {
     std::vector<NpaElement> entries;
-    for (size_t i = 0; i < records.size(); ++i) entries.push_back(rdc::supply(i + 1, records[i]));
+    for (auto& [id, type, name, capacity, level] : records) {
+        supplyInfo_ s;
+        s.supplyId = id, s.type = type, s.name = name, s.maxCapacity = capacity, s.currentLevel = level;
+        entries.push_back(rdc::supply(entries.size() + 1, s));
+    }
     return rdcAnswer(rdc::root({rdc::generalInfo(2009), rdc::configuration({rdc::supplies(entries)})}));
 }
 
 UsbFilterRun run(const e2e::Scratch& scratch, const std::string& command, std::vector<PrinterAnswer> answers,
-                 ScriptedUsbPrinter::Options options = {}) {
-    return ScriptedUsbPrinter(std::move(answers), options).run(CFF_FILTER_BINARY, scratch.file(command));
+                 std::vector<std::string> environment = {}, bool closeWhenAnswered = true) {
+    e2e::ScriptedUsbPrinter printer;
+    printer.answers = std::move(answers);
+    printer.environment = std::move(environment);
+    printer.closeWhenAnswered = closeWhenAnswered;
+    return printer.run(CFF_FILTER_BINARY, scratch.file(command));
 }
 
-// AutoConfigure must exit 0 after sending both requests and write exactly |line|.
-UsbFilterRun expectAutoConfigure(const e2e::Scratch& scratch, std::vector<PrinterAnswer> answers,
-                                 const std::string& line) {
-    UsbFilterRun result = run(scratch, "AutoConfigure", std::move(answers));
-    EXPECT_TRUE(result.ran);
+// The filter must exit 0 after sending |output| to the printer and |line| to stderr.
+void expectRun(const UsbFilterRun& result, const std::string& output, const std::string& line) {
+    ASSERT_TRUE(result.ran);
     EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_EQ(result.output, kMode + kRdc + kMode + kRoc);
+    EXPECT_EQ(result.output, output);
     EXPECT_EQ(result.errors, line);
-    return result;
 }
 
 }  // namespace
 
+// Both requests go out whatever comes back; noise and failures leave options out, fast.
 TEST(UsbPath, AutoConfigureReportsTheInstalledOptionsAsOnePpdLine) {
     SKIP_WITHOUT_PRIVATE_TMP();
     struct Case {
@@ -112,130 +108,92 @@ TEST(UsbPath, AutoConfigureReportsTheInstalledOptionsAsOnePpdLine) {
          "PPD: DefaultDuplex=None DefaultEnvFeeder=NotInstalledM DefaultOptDuplex=NotInstalledM "
          "DefaultOptOutputBins=StandardBin DefaultOutputFinisher=NotInstalledM DefaultTrays=Tray1 \n"},
         {"configuration request failed", {failed(), roc("FLASH:1;")}, "PPD: DefaultFlash=InstalledF \n"},
-    };
-    e2e::Scratch scratch;
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        expectAutoConfigure(scratch, c.answers, c.line);
-    }
-}
-
-TEST(UsbPath, ReportLevelsAsksInTheUsersLanguageAndReportsConvertedSupplies) {
-    SKIP_WITHOUT_PRIVATE_TMP();
-    // Code page 2009 (CP850): 0x81 is u with diaeresis, 0x84 a with diaeresis. Supply id 42,
-    // type 8 and type 0 are skipped; negative levels and capacities are special values.
-    const PrinterAnswer mixed = supplyAnswer({
-        supply(1, 3, "Toner Schwarz", 100, 40), supply(48, 5, "Fixiereinheit f\x81r Papier", 150000, 90000),
-        supply(112, 7, "Resttonerbeh\x84lter", 100, 30), supply(42, 3, "Hidden", 100, 50),
-        supply(5, 8, "Unknown Type", 100, 50), supply(6, 0, "No Type", 100, 50),
-        supply(17, 4, "Bildtrommel Cyan", 0, 50), supply(2, 1, "Cyan", 100, -3), supply(3, 2, "Magenta", -2, 10)});
-    const PrinterAnswer black = supplyAnswer({supply(1, 3, "Black", 100, 25)});
-    struct Case {
-        const char* name;
-        std::vector<std::string> environment;
-        std::vector<PrinterAnswer> answers;
-        std::string output;
-        std::string line;
-    };
-    const std::vector<Case> cases = {
-        {"German names in code page 850", {"LANG=de_DE.UTF-8"}, {mixed}, kMode + supplyRequest(1),
-         "ATTR: marker-colors=#000000,#000000,#000000,#00FFFF,#00FFFF,#FF00FF marker-levels=40,60,70,0,-3,0 "
-         "marker-names='\"Toner Schwarz\"','\"Fixiereinheit f\xC3\xBCr Papier\"','\"Resttonerbeh\xC3\xA4lter\"',"
-         "'\"Bildtrommel Cyan\"','\"Cyan\"','\"Magenta\"' marker-types=toner,fuser,wasteToner,opc,toner,toner \n"},
-        {"language refused, asked again in English", {"LANG=de_DE.UTF-8"}, {failed(), black},
-         kMode + supplyRequest(1) + kMode + supplyRequest(0), kBlackLine},
-        // Old Darwin kernels get the command loopback after the report.
-        {"loopback on Darwin 10", e2e::host("Darwin", "10.8.0"),
-         {supplyAnswer({supply(112, 7, "Waste", 100, 30)})},
-         kMode + supplyRequest(0) + std::string("\xA5\x00\x06\x40\x03\x04\x20\x20\x20", 9),
-         "ATTR: marker-colors=#000000 marker-levels=70 marker-names='\"Waste\"' marker-types=wasteToner \n"},
-        {"only skipped supplies", {}, {supplyAnswer({supply(42, 3, "Hidden", 100, 50)})}, kMode + supplyRequest(0), ""},
-    };
-    e2e::Scratch scratch;
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        ScriptedUsbPrinter::Options options;
-        options.environment = c.environment;
-        UsbFilterRun result = run(scratch, "ReportLevels", c.answers, options);
-        ASSERT_TRUE(result.ran);
-        EXPECT_EQ(result.exitStatus, 0);
-        EXPECT_EQ(result.output, c.output);
-        EXPECT_EQ(result.errors, c.line);
-    }
-}
-
-TEST(UsbPath, PrinterThatFailsToAnswerLeavesExitZeroAndOnlyWhatArrivedOnStderr) {
-    SKIP_WITHOUT_PRIVATE_TMP();
-    e2e::Scratch scratch;
-    // The two slow runs wait out real back-channel time-outs (5 s per read attempt), side by side.
-    ScriptedUsbPrinter::Options keepOpen;
-    keepOpen.closeWhenAnswered = false;
-    auto silent = std::async(std::launch::async, [&] { return run(scratch, "ReportLevels", {}, keepOpen); });
-    PrinterAnswer late = supplyAnswer({supply(1, 3, "Black", 100, 25)});
-    late.delayMs = 6000;
-    auto slow = std::async(std::launch::async, [&] { return run(scratch, "ReportLevels", {late}, keepOpen); });
-
-    struct Case {
-        const char* name;
-        std::vector<PrinterAnswer> answers;
-        const char* line;
-    };
-    const std::vector<Case> cases = {
         {"back-channel closed", {}, ""},
         {"noise for both answers",
          {{{std::string("\x00\xA5\x00\x03\x00\xE0\x01", 7), std::string("garbage")}}, {{std::string("\x13\x37")}}}, ""},
         {"noise, then a valid option answer", {{{std::string("\xA5\xA5\xA5\xA5\xA5\xA5")}}, roc("FLASH:1;")},
          "PPD: DefaultFlash=InstalledF \n"},
     };
+    e2e::Scratch scratch;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        EXPECT_LT(expectAutoConfigure(scratch, c.answers, c.line).seconds, 3.0);
-    }
-    // No answer at all: two attempts of 5 s, and no second request since nothing was read.
-    // An answer 6 s late misses the first attempt and is taken by the second.
-    for (auto* pending : {&silent, &slow}) {
-        UsbFilterRun result = pending->get();
-        bool answered = pending == &slow;
-        SCOPED_TRACE(answered ? "late answer" : "no answer");
-        ASSERT_TRUE(result.ran);
-        EXPECT_EQ(result.exitStatus, 0);
-        EXPECT_EQ(result.output, kMode + supplyRequest(0));
-        EXPECT_EQ(result.errors, answered ? kBlackLine : "");
-        EXPECT_GE(result.seconds, answered ? 5.5 : 9.5);
-        EXPECT_LT(result.seconds, 20.0);
+        UsbFilterRun result = run(scratch, "AutoConfigure", c.answers);
+        expectRun(result, kAutoConfigureRequests, c.line);
+        EXPECT_LT(result.seconds, 3.0);
     }
 }
 
-// The filter under "cffsim run-filter", with a bundled profile and one of wider fields:
-// simulator and filter agree.
-TEST(UsbPath, SimulatorProfilesGiveTheirLines) {
+TEST(UsbPath, ReportLevelsAsksInTheUsersLanguageAndReportsConvertedSupplies) {
+    SKIP_WITHOUT_PRIVATE_TMP();
+    // Code page 850: 0x81 is u with diaeresis, 0x84 a with diaeresis. Supply id 42, type 8 and
+    // type 0 are skipped; negative levels and capacities are special values.
+    const PrinterAnswer mixed = supplyAnswer(
+        {{1, 3, "Toner Schwarz", 100, 40}, {48, 5, "Fixiereinheit f\x81r Papier", 150000, 90000},
+         {112, 7, "Resttonerbeh\x84lter", 100, 30}, {42, 3, "Hidden", 100, 50}, {5, 8, "Unknown Type", 100, 50},
+         {6, 0, "No Type", 100, 50}, {17, 4, "Bildtrommel Cyan", 0, 50}, {2, 1, "Cyan", 100, -3}, {3, 2, "Magenta", -2, 10}});
+    struct Case {
+        const char* name;
+        std::vector<std::string> environment;
+        std::vector<PrinterAnswer> answers;
+        std::string output, line;
+    };
+    const std::vector<Case> cases = {
+        {"German names in code page 850", {"LANG=de_DE.UTF-8"}, {mixed}, supplyRequest(1),
+         "ATTR: marker-colors=#000000,#000000,#000000,#00FFFF,#00FFFF,#FF00FF marker-levels=40,60,70,0,-3,0 "
+         "marker-names='\"Toner Schwarz\"','\"Fixiereinheit f\xC3\xBCr Papier\"','\"Resttonerbeh\xC3\xA4lter\"',"
+         "'\"Bildtrommel Cyan\"','\"Cyan\"','\"Magenta\"' marker-types=toner,fuser,wasteToner,opc,toner,toner \n"},
+        {"only skipped supplies", {}, {supplyAnswer({{42, 3, "Hidden", 100, 50}})}, supplyRequest(0), ""},
+    };
+    e2e::Scratch scratch;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        expectRun(run(scratch, "ReportLevels", c.answers, c.environment), c.output, c.line);
+    }
+}
+
+// A silent printer costs two read attempts of 5 s, and no second request since nothing was
+// read; an answer 6 s late misses the first attempt and is taken by the second.
+TEST(UsbPath, PrinterThatFailsToAnswerLeavesExitZeroAndOnlyWhatArrivedOnStderr) {
+    SKIP_WITHOUT_PRIVATE_TMP();
+    e2e::Scratch scratch;
+    PrinterAnswer late = supplyAnswer({{1, 3, "Black", 100, 25}});
+    late.delayMs = 6000;
+    auto silent = std::async(std::launch::async, [&] { return run(scratch, "ReportLevels", {}, {}, false); });
+    UsbFilterRun answered = run(scratch, "ReportLevels", {late}, {}, false), unanswered = silent.get();
+    expectRun(answered, supplyRequest(0), kBlackLine);
+    expectRun(unanswered, supplyRequest(0), "");
+    EXPECT_GE(answered.seconds, 5.5);
+    EXPECT_GE(unanswered.seconds, 9.5);
+    EXPECT_LT(std::max(answered.seconds, unanswered.seconds), 20.0);
+}
+
+// The filter under "cffsim run-filter": simulator and filter agree over either channel.
+TEST(SimulatorRun, ProfilesGiveTheirLinesOverEitherChannel) {
     SKIP_WITHOUT_PRIVATE_TMP();
     e2e::Scratch scratch;
     const std::string wide = scratch.file("wide.yaml");
     e2e::writeFile(wide, "model: X\ncode_page: 2009\ntrays: [{id: 2}]\nsupplies: [{id: 1, type: 3, name: K, max: 100, "
                          "level: -3}]\ncontainer: {id_width: 2, count_width: 2, container_length_width: 4, "
                          "leaf_length_width: 1}\n");
+    std::string darwin14 = "DEVICE_URI=socket://127.0.0.1:9100";
+    for (const std::string& entry : e2e::host("Darwin", "14.0.0")) darwin14 += " " + entry;
     struct Case {
-        const char *environment, *options, *profile, *command, *line;
+        std::string environment, options, profile, command, line;
     };
     const Case cases[] = {
-        {"LANG=de_DE.UTF-8", "", "color-finisher", "ReportLevels",
-         "ATTR: marker-colors=#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#000000 "
-         "marker-levels=80,55,30,5,75,50,25,100,60,75 "
-         "marker-names='\"Toner Schwarz\"','\"Toner Cyan\"','\"Toner Magenta\"','\"Toner Gelb\"',"
-         "'\"Bildtrommel Schwarz\"','\"Bildtrommel Cyan\"','\"Bildtrommel Magenta\"','\"Bildtrommel Gelb\"',"
-         "'\"Fixiereinheit f\xC3\xBCr Papier\"','\"Resttonerbeh\xC3\xA4lter\"' "
-         "marker-types=toner,toner,toner,toner,opc,opc,opc,opc,fuser,wasteToner \n"},
+        {"", "", "color-finisher", "ReportLevels", e2e::colorFinisherLine()},
+        // A Darwin 14 host on a network queue walks the MIB tables through the backend's side channel.
+        {darwin14, "", "color-finisher", "ReportLevels", e2e::colorFinisherLine()},
         {"", "--fail", "color-finisher", "AutoConfigure", ""},
         // Wider fields in every element, and a negative level as a 32-bit value.
-        {"", "", wide.c_str(), "AutoConfigure",
+        {"", "", wide, "AutoConfigure",
          "PPD: DefaultEnvFeeder=NotInstalledM DefaultFlash=NotInstalledF DefaultOptDuplex=InstalledM "
          "DefaultOptOutputBins=StandardBin DefaultOutputFinisher=NotInstalledM DefaultTrays=Tray12 \n"},
-        {"", "", wide.c_str(), "ReportLevels",
+        {"", "", wide, "ReportLevels",
          "ATTR: marker-colors=#000000 marker-levels=-3 marker-names='\"K\"' marker-types=toner \n"},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(c.profile) + " " + c.command + " " + c.options);
+        SCOPED_TRACE(c.environment + " " + c.options + " " + c.profile + " " + c.command);
         EXPECT_EQ(e2e::runUnderSimulator(c.environment, c.options, c.profile, scratch.file(c.command)), c.line);
     }
 }

@@ -1,11 +1,8 @@
 // A stand-in filter for simulator tests: performs the actions named by its arguments on the
-// channels a spooler gives a filter, and reports what came back on standard error.
-//   npa:HEX      writes the mode command and the packet at once, then reads the back-channel
-//   npaslow:HEX  the same, one byte per write
-//   walk:OID     walks OID through the side channel
-//   devid        asks the side channel for the device id
-//   uri          prints DEVICE_URI
-//   exit:N       ends with status N
+// channels a spooler gives a filter and reports on standard error what came back:
+// npa:HEX (the mode command and the packet in one write, then the back-channel's reads),
+// npaslow:HEX (the same one byte per write), walk:OID (a side-channel walk), devid (the
+// side channel's device id), uri (DEVICE_URI) and exit:N (ends with status N).
 #include <cups/sidechannel.h>
 #include <unistd.h>
 
@@ -17,16 +14,13 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         std::string action = argv[i];
         if (action.rfind("npa", 0) == 0) {
-            std::string hex = "A5001080A45BA45B10EFA45B11EE00FF13EC2E" + action.substr(action.find(':') + 1);
-            std::string request;
-            for (size_t at = 0; at + 1 < hex.size(); at += 2) request += static_cast<char>(std::stoi(hex.substr(at, 2), nullptr, 16));
-            bool slow = action[3] != ':', failed = false;
-            for (size_t at = 0; at < request.size(); at += slow ? 1 : request.size()) {
-                size_t count = slow ? 1 : request.size();
-                failed = failed || write(1, request.data() + at, count) != static_cast<ssize_t>(count);
-                if (slow) usleep(1000);
+            std::string hex = "A5001080A45BA45B10EFA45B11EE00FF13EC2E" + action.substr(action.find(':') + 1), request;
+            for (size_t at = 0; at + 1 < hex.size(); at += 2) request += char(std::stoi(hex.substr(at, 2), nullptr, 16));
+            size_t step = action[3] == ':' ? request.size() : 1;
+            for (size_t at = 0; at < request.size(); at += step) {
+                if (write(1, request.data() + at, step) != static_cast<ssize_t>(step)) std::fprintf(stderr, "WRITEFAILED\n");
+                if (step == 1) usleep(1000);
             }
-            if (failed) std::fprintf(stderr, "WRITEFAILED\n");
             char buffer[512];
             ssize_t got;
             for (double timeout = 3.0; (got = cupsBackChannelRead(buffer, sizeof(buffer), timeout)) > 0; timeout = 0.3) {
@@ -34,7 +28,6 @@ int main(int argc, char** argv) {
                 for (ssize_t n = 0; n < got; ++n) std::fprintf(stderr, "%02X", static_cast<unsigned char>(buffer[n]));
                 std::fprintf(stderr, "\n");
             }
-            std::fprintf(stderr, "END\n");
         } else if (action.rfind("walk:", 0) == 0) {
             auto print = [](const char* oid, const char* data, int length, void*) {
                 std::fprintf(stderr, "WALK %s=%.*s\n", oid, length, data);
