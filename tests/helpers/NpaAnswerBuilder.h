@@ -25,20 +25,19 @@ inline void npaPut(NpaBytes& out, uint64_t value, int width) {
 }
 
 // One element of an RDC tree: a container (type 0) with children, or a leaf with raw value
-// bytes. |count| and |length| replace the encoded fields, for answers that lie about their size.
+// bytes. |count| replaces the encoded child count, for answers that lie about their size.
 struct NpaElement {
     uint64_t id = 0;
     uint64_t type = 0;
     std::vector<NpaElement> children;
     std::string value;
     std::optional<uint64_t> count;
-    std::optional<uint64_t> length;
 
     static NpaElement container(uint64_t id, std::vector<NpaElement> children) {
-        return {id, 0, std::move(children), "", std::nullopt, std::nullopt};
+        return {id, 0, std::move(children), "", std::nullopt};
     }
     static NpaElement leaf(uint64_t id, uint64_t type, std::string bytes) {
-        return {id, type, {}, std::move(bytes), std::nullopt, std::nullopt};
+        return {id, type, {}, std::move(bytes), std::nullopt};
     }
     // A type-1 leaf holding |value| big-endian in |bytes| bytes.
     static NpaElement integer(uint64_t id, uint64_t value, size_t bytes = 4) {
@@ -49,7 +48,6 @@ struct NpaElement {
     static NpaElement text(uint64_t id, std::string text) { return leaf(id, 2, std::move(text)); }
 
     NpaElement& withCount(uint64_t value) { return count = value, *this; }
-    NpaElement& withLength(uint64_t value) { return length = value, *this; }
 };
 
 class NpaAnswerBuilder {
@@ -73,7 +71,7 @@ public:
         npaPut(out, element.id, widths_.id);
         npaPut(out, element.type, widths_.type);
         if (element.type == 0) npaPut(out, element.count.value_or(element.children.size()), widths_.count);
-        npaPut(out, element.length.value_or(body.size()), element.type == 0 ? widths_.containerLength : widths_.leafLength);
+        npaPut(out, body.size(), element.type == 0 ? widths_.containerLength : widths_.leafLength);
         out.insert(out.end(), body.begin(), body.end());
         return out;
     }

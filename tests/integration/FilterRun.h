@@ -96,25 +96,10 @@ inline std::string runUnderSimulator(const std::string& environment, const std::
     return relayed;
 }
 
-// Runs the current test again in a copy of this program started by the shell prefix
-// |launcher| and takes over its result; status 77 means "cannot set up" and skips the test.
-inline void rerunCurrentTest(const std::string& launcher) {
-    const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
-    std::string output;
-    int status = cfftest::runCommand(launcher + " " + cfftest::selfPath() + " --gtest_filter=" +
-                                         test->test_suite_name() + "." + test->name() + " 2>&1",
-                                     output);
-    int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    if (code == 77) GTEST_SKIP() << output;
-    EXPECT_EQ(code, 0) << output;
-    EXPECT_NE(output.find("[  PASSED  ] 1 test"), std::string::npos) << output;
-    EXPECT_EQ(output.find("[  SKIPPED ]"), std::string::npos) << output;
-}
-
 // The test runs again in private network and mount namespaces: loopback up, an empty /tmp.
 #define RUN_IN_PRIVATE_NETWORK()                                                                              \
     if (!std::getenv("CFF_PRIVATE_NETWORK")) {                                                                \
-        return e2e::rerunCurrentTest("unshare -n -m true 2>/dev/null || { echo no private namespaces; exit 77; }; " \
+        return cfftest::rerunCurrentTest("unshare -n -m true 2>/dev/null || { echo no private namespaces; exit 77; }; " \
                                      "CFF_PRIVATE_NETWORK=1 unshare -n -m --propagation private sh -c '" +    \
                                      cfftest::privateTmpShell(77) + "ip link set lo up || exit 77; exec \"$0\" \"$@\"'"); \
     }

@@ -130,7 +130,7 @@ TEST(NetworkAutoConfigure, AnswersAreJoinedOrRejectedAsAWholeAndSilenceEndsAfter
 // A DNS-SD queue resolves through the mDNS daemon of avahi-namespace.sh to the simulator's host.
 TEST(NetworkAutoConfigure, ServiceDiscoveryQueueAsksTheResolvedHost) {
     if (std::getenv("CFF_AVAHI_NAMESPACE") == nullptr) {
-        return e2e::rerunCurrentTest("unshare -n -m -p -f true 2>/dev/null || { echo no private namespaces; exit 77; }; "
+        return cfftest::rerunCurrentTest("unshare -n -m -p -f true 2>/dev/null || { echo no private namespaces; exit 77; }; "
                                      "unshare -n -m -p -f bash " CFF_SOURCE_DIR "/tests/connection/avahi-namespace.sh 9100");
     }
     ASSERT_TRUE(cfftest::mountPrivateTmp());  // hides the host's log marker from the filter
