@@ -18,6 +18,8 @@ trap 'rm -rf "$work"' EXIT
 # A private /run: the DNS-SD library and nss-mdns look for their daemons' sockets there.
 mount -t tmpfs tmpfs /run || skip "cannot mount a private /run"
 mkdir -p /run/dbus /run/avahi-daemon
+# This PID namespace's own /proc, which a sanitizer's leak check reads at exit.
+mount -t proc proc /proc || skip "cannot mount /proc for the PID namespace"
 ip link set lo up || skip "cannot configure the network namespace"
 # mDNS ignores the loopback interface: use one end of a veth pair.
 ip link add cff0 type veth peer name cff1 2>/dev/null || skip "no veth network interfaces"
