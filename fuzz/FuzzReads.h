@@ -24,7 +24,7 @@ inline void scriptReads(const uint8_t* data, size_t size, ScriptedConnection& co
         uint16_t length = static_cast<uint16_t>(data[at] << 8 | data[at + 1]);
         at += 2;
         if (length == kFailedRead) {
-            connection.addFailedRead(kFailedReadStatus);
+            connection.reads.push_back({{}, kFailedReadStatus});
             continue;
         }
         size_t take = length < size - at ? length : size - at;
