@@ -9,7 +9,7 @@ packages=(
   libgnutls28-dev libavahi-client-dev libkrb5-dev zlib1g-dev   # what libcups.a refers to
   libgtest-dev libgmock-dev libbenchmark-dev libyaml-cpp-dev
   clang libclang-rt-14-dev
-  cups-daemon cups-client cups-ipp-utils cups-core-drivers cups-bsd
+  cups cups-daemon cups-client cups-ipp-utils cups-core-drivers cups-bsd
   avahi-daemon avahi-utils dbus libnss-mdns
   snmpd snmp iproute2 procps time
   umockdev libsnmp-dev
