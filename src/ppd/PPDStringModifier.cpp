@@ -16,7 +16,9 @@ int PPDStringModifier::writeData(RequestType type, Parser* parser) {
     if (result != 0 || type != REQ_SUPPLY_LEVELS || !mapper_ || !outputStream_) {
         return result;
     }
+    Logger logger("PPDStringModifier", "writeData");
     for (const std::string& line : mapper_->supplyStateReasons().lines()) {
+        logger.Log("Supply state reasons: %s", line.c_str());
         outputStream_->WriteData(line);
     }
     return result;
