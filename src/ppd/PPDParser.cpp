@@ -307,7 +307,9 @@ int PPDParser::getSupply(Parser* parser, PPDKeywordMap& keywords) {
 
 int PPDParser::setSupplyInfo(std::list<supplyInfo_*> supplies, PPDKeywordMap& keywords) {
     Logger logger("PPDParser", "setSupplyInfo");
+    stateReasons_ = SupplyStateReasons();
     try {
+        SupplyStateReasons reasons;
         std::string names;
         std::string levels;
         std::string types;
@@ -329,7 +331,8 @@ int PPDParser::setSupplyInfo(std::list<supplyInfo_*> supplies, PPDKeywordMap& ke
             colors += (color != colorMap_.end() ? color->second : "#000000") + ",";
 
             bool wasteToner = supply->supplyId == kWasteTonerSupplyId;
-            types += (wasteToner ? std::string("wasteToner") : type->second) + ",";
+            std::string markerType = wasteToner ? std::string("wasteToner") : type->second;
+            types += markerType + ",";
 
             names += "'\"" + supply->name + "\"',";
 
@@ -342,6 +345,7 @@ int PPDParser::setSupplyInfo(std::list<supplyInfo_*> supplies, PPDKeywordMap& ke
                 }
             }
             levels += std::to_string(level) + ",";
+            reasons.addSupply(markerType, level, supply->maxCapacity > 0);
         }
         if (names.empty()) {
             return -1;
@@ -357,6 +361,7 @@ int PPDParser::setSupplyInfo(std::list<supplyInfo_*> supplies, PPDKeywordMap& ke
         keywords["marker-colors"] = colors;
         logger.Log("SuppleName =%s, SupplyLevel=%s, SupplyType=%s SupplyColor=%s", names.c_str(),
                    levels.c_str(), types.c_str(), colors.c_str());
+        stateReasons_ = reasons;
     } catch (const std::exception&) {
         return -1;
     }

@@ -7,6 +7,7 @@
 
 #include "core/RequestType.h"
 #include "parser/SupplyInfo.h"
+#include "ppd/SupplyStateReasons.h"
 
 class Parser;
 
@@ -47,6 +48,9 @@ public:
     int setManualFeederOption(int installed, PPDKeywordMap& keywords);
     // The four marker attributes from |supplies|; 0, or -1 when no record qualifies.
     int setSupplyInfo(std::list<supplyInfo_*> supplies, PPDKeywordMap& keywords);
+    // The state reasons of the supplies that the last setSupplyInfo reported; empty when it
+    // reported none.
+    const SupplyStateReasons& supplyStateReasons() const { return stateReasons_; }
 
 private:
     using Operation = int (PPDParser::*)(Parser*, PPDKeywordMap&);
@@ -72,4 +76,5 @@ private:
     std::map<int, std::string> supplyTypeMap_;
     std::map<int, std::string> colorMap_;
     std::map<int, std::string> manualFeederMap_;
+    SupplyStateReasons stateReasons_;
 };

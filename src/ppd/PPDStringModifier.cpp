@@ -9,6 +9,21 @@ PPDStringModifier::PPDStringModifier() : PPDWriter("=") {
     prefixes_[REQ_SUPPLY_LEVELS] = "ATTR: ";
 }
 
+int PPDStringModifier::writeData(RequestType type, Parser* parser) {
+    int result = PPDWriter::writeData(type, parser);
+    // Only a report that reached the spooler moves the reasons; a failed one leaves the
+    // queue's reasons as the last good report set them.
+    if (result != 0 || type != REQ_SUPPLY_LEVELS || !mapper_ || !outputStream_) {
+        return result;
+    }
+    Logger logger("PPDStringModifier", "writeData");
+    for (const std::string& line : mapper_->supplyStateReasons().lines()) {
+        logger.Log("Supply state reasons: %s", line.c_str());
+        outputStream_->WriteData(line);
+    }
+    return result;
+}
+
 std::string PPDStringModifier::formatData(RequestType type,
                                           std::map<std::string, std::string> keywords) {
     Logger logger("PPDStringModifier", "formatData");

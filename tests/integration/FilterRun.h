@@ -72,6 +72,15 @@ inline std::vector<std::string> host(const std::string& sysname, const std::stri
             "CFF_FAKE_RELEASE=" + release};
 }
 
+// The state lines after a supply report that raises no warning.
+inline const std::string kNoSupplyWarnings =
+    "STATE: -toner-low-report,toner-empty-warning,marker-supply-low-report,marker-supply-empty-warning,"
+    "opc-near-eol-report,opc-life-over-warning\n";
+// The state lines after a supply report whose only low supply is a toner at 2 to 5 %.
+inline const std::string kYellowTonerLow =
+    "STATE: -toner-empty-warning,marker-supply-low-report,marker-supply-empty-warning,"
+    "opc-near-eol-report,opc-life-over-warning\nSTATE: +toner-low-report\n";
+
 // The bundled colour printer's supplies over every path (the fuser's name has a CP850 "±").
 inline std::string colorFinisherLine(const std::string& wasteLevel = "75") {
     return "ATTR: marker-colors=#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#00FFFF,#FF00FF,#FFFF00,"
@@ -79,7 +88,7 @@ inline std::string colorFinisherLine(const std::string& wasteLevel = "75") {
            " marker-names='\"Black Toner\"','\"Cyan Toner\"','\"Magenta Toner\"','\"Yellow Toner\"',"
            "'\"Black Drum\"','\"Cyan Drum\"','\"Magenta Drum\"','\"Yellow Drum\"',"
            "'\"Fuser Unit (220 V \xC2\xB1" "10 %)\"','\"Waste Toner Box\"' "
-           "marker-types=toner,toner,toner,toner,opc,opc,opc,opc,fuser,wasteToner \n";
+           "marker-types=toner,toner,toner,toner,opc,opc,opc,opc,fuser,wasteToner \n" + kYellowTonerLow;
 }
 
 // The filter's stderr from "cffsim run-filter OPTIONS PROFILE -- filter", private /tmp, |environment|.
