@@ -3,8 +3,11 @@
 
 #include <cstdint>
 #include <exception>
+#include <vector>
 
 #include "parser/Parser.h"
+#include "ppd/PPDStringModifier.h"
+#include "ppd/SupplyNameEncoder.h"
 #include "support/Logger.h"
 #include "support/Utility.h"
 
@@ -308,7 +311,7 @@ int PPDParser::getSupply(Parser* parser, PPDKeywordMap& keywords) {
 int PPDParser::setSupplyInfo(std::list<supplyInfo_*> supplies, PPDKeywordMap& keywords) {
     Logger logger("PPDParser", "setSupplyInfo");
     try {
-        std::string names;
+        std::vector<std::string> names;
         std::string levels;
         std::string types;
         std::string colors;
@@ -331,7 +334,7 @@ int PPDParser::setSupplyInfo(std::list<supplyInfo_*> supplies, PPDKeywordMap& ke
             bool wasteToner = supply->supplyId == kWasteTonerSupplyId;
             types += (wasteToner ? std::string("wasteToner") : type->second) + ",";
 
-            names += "'\"" + supply->name + "\"',";
+            names.push_back(SupplyNameEncoder::cleanName(supply->name));
 
             int32_t level = 0;
             if (supply->maxCapacity > 0) {
@@ -346,16 +349,20 @@ int PPDParser::setSupplyInfo(std::list<supplyInfo_*> supplies, PPDKeywordMap& ke
         if (names.empty()) {
             return -1;
         }
-        names.pop_back();
         levels.pop_back();
         types.pop_back();
         colors.pop_back();
 
-        keywords["marker-names"] = names;
         keywords["marker-levels"] = levels;
         keywords["marker-types"] = types;
         keywords["marker-colors"] = colors;
-        logger.Log("SuppleName =%s, SupplyLevel=%s, SupplyType=%s SupplyColor=%s", names.c_str(),
+        // The names get what is left of the spooler's line once everything else is on it;
+        // long names are shortened rather than a supply dropped or the line cut.
+        keywords["marker-names"] = std::string();
+        std::size_t others = PPDStringModifier::lineLength(REQ_SUPPLY_LEVELS, keywords);
+        std::size_t room = others < PPDStringModifier::kMaxLineBytes ? PPDStringModifier::kMaxLineBytes - others : 0;
+        keywords["marker-names"] = SupplyNameEncoder::joinNames(names, room);
+        logger.Log("SuppleName =%s, SupplyLevel=%s, SupplyType=%s SupplyColor=%s", keywords["marker-names"].c_str(),
                    levels.c_str(), types.c_str(), colors.c_str());
     } catch (const std::exception&) {
         return -1;
