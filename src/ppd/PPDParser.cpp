@@ -359,10 +359,11 @@ int PPDParser::setSupplyInfo(std::list<supplyInfo_*> supplies, PPDKeywordMap& ke
         // The names get what is left of the spooler's line once everything else is on it;
         // long names are shortened rather than a supply dropped or the line cut.
         keywords["marker-names"] = std::string();
+        const std::size_t limit = PPDStringModifier::kMaxLineBytes;
         std::size_t others = PPDStringModifier::lineLength(REQ_SUPPLY_LEVELS, keywords);
-        std::size_t room = others < PPDStringModifier::kMaxLineBytes ? PPDStringModifier::kMaxLineBytes - others : 0;
-        keywords["marker-names"] = SupplyNameEncoder::joinNames(names, room);
-        logger.Log("SuppleName =%s, SupplyLevel=%s, SupplyType=%s SupplyColor=%s", keywords["marker-names"].c_str(),
+        std::string& namesValue = keywords["marker-names"];
+        namesValue = SupplyNameEncoder::joinNames(names, others < limit ? limit - others : 0);
+        logger.Log("SuppleName =%s, SupplyLevel=%s, SupplyType=%s SupplyColor=%s", namesValue.c_str(),
                    levels.c_str(), types.c_str(), colors.c_str());
     } catch (const std::exception&) {
         return -1;

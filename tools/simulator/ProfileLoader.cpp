@@ -363,7 +363,8 @@ private:
             ProfileSupply supply;
             supply.id = static_cast<int>(numberInRange(node["id"], "supply id", 0, 255));
             supply.type = static_cast<int>(numberInRange(node["type"], "supply type", 0, 255));
-            supply.name = node["name"] ? text(node["name"], "supply name") : rawBytes(node["name_hex"], "name_hex");
+            supply.name = node["name"] ? text(node["name"], "supply name")
+                                       : rawBytes(node["name_hex"], "name_hex");
             if (node["names"]) {
                 if (!node["names"].IsMap()) {
                     throw ProfileError(node["names"], "names maps language codes to names");
