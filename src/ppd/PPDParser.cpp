@@ -3,8 +3,11 @@
 
 #include <cstdint>
 #include <exception>
+#include <vector>
 
 #include "parser/Parser.h"
+#include "ppd/PPDStringModifier.h"
+#include "ppd/SupplyNameEncoder.h"
 #include "support/Logger.h"
 #include "support/Utility.h"
 
@@ -310,7 +313,7 @@ int PPDParser::setSupplyInfo(std::list<supplyInfo_*> supplies, PPDKeywordMap& ke
     stateReasons_ = SupplyStateReasons();
     try {
         SupplyStateReasons reasons;
-        std::string names;
+        std::vector<std::string> names;
         std::string levels;
         std::string types;
         std::string colors;
@@ -334,7 +337,7 @@ int PPDParser::setSupplyInfo(std::list<supplyInfo_*> supplies, PPDKeywordMap& ke
             std::string markerType = wasteToner ? std::string("wasteToner") : type->second;
             types += markerType + ",";
 
-            names += "'\"" + supply->name + "\"',";
+            names.push_back(SupplyNameEncoder::cleanName(supply->name));
 
             int32_t level = 0;
             if (supply->maxCapacity > 0) {
@@ -350,16 +353,21 @@ int PPDParser::setSupplyInfo(std::list<supplyInfo_*> supplies, PPDKeywordMap& ke
         if (names.empty()) {
             return -1;
         }
-        names.pop_back();
         levels.pop_back();
         types.pop_back();
         colors.pop_back();
 
-        keywords["marker-names"] = names;
         keywords["marker-levels"] = levels;
         keywords["marker-types"] = types;
         keywords["marker-colors"] = colors;
-        logger.Log("SuppleName =%s, SupplyLevel=%s, SupplyType=%s SupplyColor=%s", names.c_str(),
+        // The names get what is left of the spooler's line once everything else is on it;
+        // long names are shortened rather than a supply dropped or the line cut.
+        keywords["marker-names"] = std::string();
+        const std::size_t limit = PPDStringModifier::kMaxLineBytes;
+        std::size_t others = PPDStringModifier::lineLength(REQ_SUPPLY_LEVELS, keywords);
+        std::string& namesValue = keywords["marker-names"];
+        namesValue = SupplyNameEncoder::joinNames(names, others < limit ? limit - others : 0);
+        logger.Log("SuppleName =%s, SupplyLevel=%s, SupplyType=%s SupplyColor=%s", namesValue.c_str(),
                    levels.c_str(), types.c_str(), colors.c_str());
         stateReasons_ = reasons;
     } catch (const std::exception&) {

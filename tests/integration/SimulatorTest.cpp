@@ -178,6 +178,7 @@ TEST(SimulatorProfile, MistakesAreReportedWithLineAndReason) {
         {"model: X\ntray:\n  - {id: 1}\n", "inline:2: unknown key \"tray\" in profile"},
         {"model: X\nduplex: maybe\n", "inline:2: duplex must be installed, absent or not-reported"},
         {"model: X\nsupplies:\n  - {id: 1, type: 3, max: 100, level: 5}\n", "inline:3: a supply has no name"},
+        {"model: X\nsupplies:\n  - {id: 1, type: 3, max: 1, level: 1, name_hex: \"4G\"}\n", "not a hexadecimal digit"},
         {"model: X\ntrays:\n  - {id: 7}\n", "inline:3: the entry of trays with id 7 needs a name"},
         {"model: X\ncode_page: 2009\nbins:\n  - {id: 1, name: \"Лоток\"}\n", "cannot be written in CP850"},
         {"model: X\nbins: [{id: 1, name: " + std::string(130, 'x') + "}]\n", "limited to 127 bytes"},
@@ -192,6 +193,16 @@ TEST(SimulatorProfile, MistakesAreReportedWithLineAndReason) {
     }
     EXPECT_EQ(-1, ProfileLoader::loadFile("/nonexistent/profile.yaml", profile, error));
     EXPECT_EQ("/nonexistent/profile.yaml: cannot be opened", error);
+}
+
+TEST(SimulatorProfile, SupplyNamesGivenAsHexAreSentAsTheyAre) {
+    DeviceProfile profile;
+    std::string error;
+    ASSERT_EQ(0, ProfileLoader::loadText("model: X\ncode_page: 2009\nsupplies:\n"
+                                         "  - {id: 1, type: 3, max: 1, level: 1, name_hex: \"4b 00 E9\"}\n",
+                                         "inline", profile, error))
+        << error;
+    EXPECT_EQ(std::string("K\0\xE9", 3), profile.supplies.at(0).name);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <yaml-cpp/yaml.h>
 
+#include <cctype>
 #include <fstream>
 #include <map>
 #include <set>
@@ -133,6 +134,33 @@ private:
                                          " bytes long; texts are limited to 127 bytes");
         }
         return encoded;
+    }
+
+    // Bytes given as hexadecimal digits (spaces allowed between bytes), sent as they are:
+    // for texts no code page produces, such as NUL padding or bytes that are not UTF-8.
+    static std::string rawBytes(const YAML::Node& node, const std::string& what) {
+        std::string digits;
+        for (char c : scalar(node, what)) {
+            if (c == ' ') {
+                continue;
+            }
+            if (!std::isxdigit(static_cast<unsigned char>(c))) {
+                throw ProfileError(node, what + " holds '" + std::string(1, c) + "', not a hexadecimal digit");
+            }
+            digits += c;
+        }
+        if (digits.size() % 2 != 0) {
+            throw ProfileError(node, what + " has an odd number of hexadecimal digits");
+        }
+        std::string bytes;
+        for (size_t i = 0; i < digits.size(); i += 2) {
+            bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+        }
+        if (bytes.size() > kMaxTextLength) {
+            throw ProfileError(node, what + " is " + std::to_string(bytes.size()) +
+                                         " bytes long; texts are limited to 127 bytes");
+        }
+        return bytes;
     }
 
     void readCodePage(const YAML::Node& root) {
@@ -318,18 +346,25 @@ private:
             if (!node.IsMap()) {
                 throw ProfileError(node, "each supply is a mapping");
             }
-            checkKeys(node, {"id", "type", "name", "names", "part_number", "max", "level", "colorant",
-                             "mib_type", "mib_class", "mib_unit"},
+            checkKeys(node, {"id", "type", "name", "name_hex", "names", "part_number", "max", "level",
+                             "colorant", "mib_type", "mib_class", "mib_unit"},
                       "supplies");
-            for (const char* key : {"id", "type", "name", "max", "level"}) {
+            for (const char* key : {"id", "type", "max", "level"}) {
                 if (!node[key]) {
                     throw ProfileError(node, std::string("a supply has no ") + key);
                 }
             }
+            if (!node["name"] && !node["name_hex"]) {
+                throw ProfileError(node, "a supply has no name");
+            }
+            if (node["name"] && node["name_hex"]) {
+                throw ProfileError(node, "a supply has a name or a name_hex, not both");
+            }
             ProfileSupply supply;
             supply.id = static_cast<int>(numberInRange(node["id"], "supply id", 0, 255));
             supply.type = static_cast<int>(numberInRange(node["type"], "supply type", 0, 255));
-            supply.name = text(node["name"], "supply name");
+            supply.name = node["name"] ? text(node["name"], "supply name")
+                                       : rawBytes(node["name_hex"], "name_hex");
             if (node["names"]) {
                 if (!node["names"].IsMap()) {
                     throw ProfileError(node["names"], "names maps language codes to names");
