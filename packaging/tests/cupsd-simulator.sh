@@ -122,6 +122,45 @@ for queue in usbsim netsim; do
   [ "$(markers "$queue")" = "$m" ] || fail "$queue: an unknown command changed the markers: $(markers "$queue")"
 done
 
+# CUPS's socket backend reads the supplies itself after an ordinary print job. A printer that
+# answers its community ("public") must give it the same levels the filter reports.
+"$cffsim" udp --address 127.0.0.2 --raw-port 9100 "$profile" 2>"$work/cffsim-public.log" &
+public_pid=$!
+for i in $(seq 1 50); do
+  grep -q 'TCP port 9100' "$work/cffsim-public.log" && break
+  sleep 0.1
+done
+lpadmin -h "$H" -p netmib -E -v socket://127.0.0.2:9100 -P "$ppd" 2>/dev/null
+printf 'print data\n' > "$work/page.prn"
+id=$(lp -h "$H" -d netmib -o raw "$work/page.prn" | sed -n 's/^request id is \([^ ]*\) .*/\1/p')
+if [ -z "$id" ] || ! cff_cupsd_wait_completed "$id"; then
+  fail "netmib: print job '$id' did not complete: $(lpstat -h "$H" -l -o netmib 2>&1)"
+fi
+m=$(markers netmib)
+expect "netmib: markers from the socket backend" "$m" '^marker-levels \(1setOf integer\) = 80,55,30,5,75,50,25,100,60,75$'
+expect "netmib: markers from the socket backend" "$m" '^marker-types \(1setOf keyword\) = toner,toner,toner,toner,opc,opc,opc,opc,fuser,waste-toner$'
+kill "$public_pid" 2>/dev/null || true
+wait "$public_pid" 2>/dev/null || true
+
+# lpinfo lists one URI per shipped profile, and a queue made from a listed URI works as it is.
+listed=$(lpinfo -h "$H" --include-schemes simusb -v)
+for name in basic-mono color-finisher silent; do
+  expect "lpinfo -v" "$listed" "^direct simusb://cffsim/$name\?profile=/[^ ]*/$name\.yaml\$"
+done
+uri=$(sed -n 's/^direct \(simusb:[^ ]*basic-mono[^ ]*\)$/\1/p' <<<"$listed")
+lpadmin -h "$H" -p listed -E -v "$uri" -P "$ppd" 2>/dev/null
+run_commands listed ReportLevels
+expect "listed: markers" "$(markers listed)" '^marker-levels \(1setOf integer\) = 40,75$'
+
+# A queue whose profile is gone shows the reason as its state message.
+lpadmin -h "$H" -p noprofile -E -v "simusb://cffsim/gone?profile=$work/gone.yaml" -P "$ppd" 2>/dev/null
+lp -h "$H" -d noprofile -o raw "$work/page.prn" >/dev/null
+for i in $(seq 1 100); do
+  lpstat -h "$H" -p noprofile | grep -q 'cffsim: ' && break
+  sleep 0.1
+done
+expect "noprofile: state" "$(lpstat -h "$H" -p noprofile)" "cannot be opened: No such file or directory"
+
 if [ $failed -ne 0 ]; then
   echo "--- cupsd error log (filter and backend lines)"
   grep -E '\[Job [0-9]+\]' "$work/cups/log/error_log" | grep -E 'PPD:|ATTR:|ERROR|exited|stopped' | tail -40 || true
