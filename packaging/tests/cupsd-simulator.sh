@@ -51,6 +51,7 @@ grep -q 'community: opencm' "$work/color-finisher-net.yaml"
 
 "$cffsim" udp --address 127.0.0.1 --raw-port 9100 "$work/color-finisher-net.yaml" 2>"$work/cffsim.log" &
 sim_pid=$!
+CFF_CUPS_WEB_INTERFACE=Yes
 cff_cupsd_start "$work/cups" "$filter" "simusb=$cffsim"
 H=$CFF_CUPS_HOST
 for i in $(seq 1 50); do
@@ -160,6 +161,33 @@ for i in $(seq 1 100); do
   sleep 0.1
 done
 expect "noprofile: state" "$(lpstat -h "$H" -p noprofile)" "cannot be opened: No such file or directory"
+
+# The web interface shows a queue with the colour sample PPD as a colour printer, offers no
+# self-test page, and its "Query Printer for Default Options" button runs AutoConfigure.
+color_ppd=$(dirname "$ppd")/commandfilefilter-color.ppd
+web() { # web METHOD PATH [FORM]: cupsd's answer, with a session cookie that the form repeats
+  local form=${3:-}
+  exec 9<>"/dev/tcp/127.0.0.1/$CFF_CUPS_PORT"
+  printf '%s %s HTTP/1.0\r\nHost: %s\r\nCookie: org.cups.sid=cffsimtest\r\n' "$1" "$2" "$H" >&9
+  printf 'Content-Type: application/x-www-form-urlencoded\r\nContent-Length: %d\r\n\r\n%s' "${#form}" "$form" >&9
+  cat <&9
+  exec 9<&-
+}
+lpadmin -h "$H" -p webcolor -E -v "simusb://cffsim/color-finisher?profile=$profile" -P "$color_ppd" 2>/dev/null
+page=$(web GET /printers/webcolor)
+expect "web: printer page" "$page" 'Driver:.*Generic Laser Series Color, 1\.0\.0 \(color'
+expect "web: printer page" "$page" 'VALUE="set-printer-options">Set Default Options<'
+if grep -q 'print-self-test-page' <<<"$page"; then
+  fail "web: the Maintenance menu offers a self-test page"
+fi
+expect "web: options page" "$(web POST /admin 'org.cups.sid=cffsimtest&OP=set-printer-options&printer_name=webcolor')" \
+  'NAME="AUTOCONFIGURE" VALUE="Query Printer for Default Options"'
+web POST /admin 'org.cups.sid=cffsimtest&OP=set-printer-options&PRINTER_NAME=webcolor&AUTOCONFIGURE=Query' >/dev/null
+for i in $(seq 1 300); do
+  [ -n "$(lpstat -h "$H" -W completed -o webcolor 2>/dev/null)" ] && break
+  sleep 0.1
+done
+expect "web: AutoConfigure job" "$(sed -n '2,10p' "$work/cups/etc/ppd/webcolor.ppd")" '^\*DefaultTrays: Tray1234$'
 
 if [ $failed -ne 0 ]; then
   echo "--- cupsd error log (filter and backend lines)"
