@@ -19,74 +19,51 @@ namespace {
 
 namespace fs = std::filesystem;
 
-long integerAt(const MibView& view, const std::string& oid) {
-    MibView::Oid parsed;
-    EXPECT_TRUE(MibView::parseOid(oid, parsed)) << oid;
-    const ProfileSnmpValue* value = view.find(parsed);
-    EXPECT_NE(nullptr, value) << oid;
-    return value != nullptr ? value->number : -999;
-}
-
-// marker-levels as CUPS's socket backend computes them from the Printer MIB supply table: the
-// percent unit makes the capacity 100, a filled receptacle reports the room left, and a level
-// without a usable capacity reads -1.
-std::string socketBackendLevels(const DeviceProfile& profile) {
+// The supply table as CUPS's socket backend reads it: "levels units", where each level is
+// computed as that backend does (the percent unit makes the capacity 100, a filled receptacle
+// reports the room left, a level without a usable capacity reads -1).
+std::string socketBackendView(const DeviceProfile& profile) {
     MibView view(profile);
-    std::string levels;
+    auto integer = [&view](int column, size_t row) {
+        MibView::Oid oid;
+        MibView::parseOid(".1.3.6.1.2.1.43.11.1.1." + std::to_string(column) + ".1." + std::to_string(row), oid);
+        const ProfileSnmpValue* value = view.find(oid);
+        return value != nullptr ? value->number : -999;
+    };
+    std::string levels, units;
     for (size_t row = 1; row <= profile.supplies.size(); ++row) {
-        const std::string suffix = ".1." + std::to_string(row);
-        long supplyClass = integerAt(view, ".1.3.6.1.2.1.43.11.1.1.4" + suffix);
-        long unit = integerAt(view, ".1.3.6.1.2.1.43.11.1.1.7" + suffix);
-        long maxCapacity = unit == 19 ? 100 : integerAt(view, ".1.3.6.1.2.1.43.11.1.1.8" + suffix);
-        long level = integerAt(view, ".1.3.6.1.2.1.43.11.1.1.9" + suffix);
-        long percent = -1;
-        if (maxCapacity > 0 && level >= 0) {
-            percent = 100 * level / maxCapacity;
-            if (supplyClass == 4) percent = 100 - percent;
-        }
-        levels += (levels.empty() ? "" : ",") + std::to_string(percent);
+        long unit = integer(7, row), maxCapacity = unit == 19 ? 100 : integer(8, row), level = integer(9, row);
+        long percent = maxCapacity > 0 && level >= 0 ? 100 * level / maxCapacity : -1;
+        if (percent >= 0 && integer(4, row) == 4) percent = 100 - percent;
+        levels += (row > 1 ? "," : "") + std::to_string(percent);
+        units += (row > 1 ? "," : "") + std::to_string(unit);
     }
-    return levels;
+    return levels + " " + units;
 }
 
-// The levels CUPS reads over SNMP equal those the filter reports from the same printer
-// (README and the cupsd test show them); capacities are counted in percent or impressions.
+// The levels CUPS reads over SNMP equal those the filter reports from the same printer (the
+// README and the cupsd test show them); capacities are counted in percent or impressions.
 TEST(SimulatorSupplies, PrinterMibGivesCupsTheLevelsTheFilterReports) {
-    struct Case {
-        std::string profile;  // bundled profile name, or YAML text
-        const char* levels;
-        std::vector<long> units;
-    };
-    const std::string scaled =
-        "model: X\nsupplies:\n"
-        "  - {id: 16, type: 4, name: Drum, max: 20000, level: 15000, mib_type: 9, mib_unit: 19}\n"
-        "  - {id: 1, type: 3, name: Toner, max: 100, level: -3, mib_type: 3}\n"
-        "  - {id: 48, type: 5, name: Fuser, max: -2, level: 7000, mib_type: 15}\n";
-    const Case cases[] = {
-        {"basic-mono", "40,75", {19, 7}},
-        {"color-finisher", "80,55,30,5,75,50,25,100,60,75", {19, 19, 19, 19, 7, 7, 7, 7, 7, 19}},
+    const std::pair<std::string, const char*> cases[] = {
+        {"basic-mono", "40,75 19,7"},
+        {"color-finisher", "80,55,30,5,75,50,25,100,60,75 19,19,19,19,7,7,7,7,7,19"},
         // A percent supply given another capacity is served in percent; the MIB's special
         // levels and capacities are passed on as they are.
-        {scaled, "75,-1,-1", {19, 19, 7}},
+        {"model: X\nsupplies:\n"
+         "  - {id: 16, type: 4, name: Drum, max: 20000, level: 15000, mib_type: 9, mib_unit: 19}\n"
+         "  - {id: 1, type: 3, name: Toner, max: 100, level: -3, mib_type: 3}\n"
+         "  - {id: 48, type: 5, name: Fuser, max: -2, level: 7000, mib_type: 15}\n",
+         "75,-1,-1 19,19,7"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.profile);
+    for (const auto& [source, expected] : cases) {
+        SCOPED_TRACE(source);
         DeviceProfile profile;
         std::string error;
-        bool inline_ = c.profile.find('\n') != std::string::npos;
-        ASSERT_EQ(0, inline_ ? ProfileLoader::loadText(c.profile, "inline", profile, error)
-                             : ProfileLoader::loadFile(std::string(CFFSIM_PROFILE_DIR) + "/" + c.profile + ".yaml",
-                                                       profile, error))
+        ASSERT_EQ(0, source.find('\n') != std::string::npos
+                         ? ProfileLoader::loadText(source, "inline", profile, error)
+                         : ProfileLoader::loadFile(std::string(CFFSIM_PROFILE_DIR) + "/" + source + ".yaml", profile, error))
             << error;
-        EXPECT_EQ(c.levels, socketBackendLevels(profile));
-        MibView view(profile);
-        for (size_t row = 1; row <= c.units.size(); ++row) {
-            const std::string suffix = ".1." + std::to_string(row);
-            EXPECT_EQ(c.units[row - 1], integerAt(view, ".1.3.6.1.2.1.43.11.1.1.7" + suffix)) << row;
-            if (c.units[row - 1] == 19) {
-                EXPECT_EQ(100, integerAt(view, ".1.3.6.1.2.1.43.11.1.1.8" + suffix)) << row;
-            }
-        }
+        EXPECT_EQ(expected, socketBackendView(profile));
     }
 }
 
