@@ -3,6 +3,8 @@
 # simulator installed as a USB-like backend, one on CUPS's socket backend with the simulator
 # answering on the network. Command jobs must set the queue's defaults and marker attributes,
 # an unknown command must change nothing, and every job must complete with the queue enabled.
+# Then what an administrator sees: the socket backend's own supply readings after a print job,
+# lpinfo's simulator URIs, a missing profile in the queue's state, and the web interface.
 # Runs in a private network namespace so that the simulator can take UDP 161 on loopback.
 # Usage: cupsd-simulator.sh PPD FILTER CFFSIM PROFILE_DIR
 set -euo pipefail
@@ -24,6 +26,8 @@ fi
 ip link set lo up
 
 ppd=$1 filter=$2 cffsim=$3 profiles=$4
+# The colour model's sample PPD lies beside the monochrome one.
+color_ppd=$(dirname "$ppd")/commandfilefilter-color.ppd
 here=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=private-cupsd.sh
 source "$here/private-cupsd.sh"
@@ -60,8 +64,8 @@ for i in $(seq 1 50); do
   sleep 0.1
 done
 
-lpadmin -h "$H" -p usbsim -E -v "simusb://cffsim/color-finisher?profile=$profile" -P "$ppd" 2>/dev/null
-lpadmin -h "$H" -p netsim -E -v socket://127.0.0.1:9100 -P "$ppd" 2>/dev/null
+lpadmin -h "$H" -p usbsim -E -v "simusb://cffsim/color-finisher?profile=$profile" -P "$color_ppd" 2>/dev/null
+lpadmin -h "$H" -p netsim -E -v socket://127.0.0.1:9100 -P "$color_ppd" 2>/dev/null
 
 failed=0
 fail() {
@@ -131,7 +135,7 @@ for i in $(seq 1 50); do
   grep -q 'TCP port 9100' "$work/cffsim-public.log" && break
   sleep 0.1
 done
-lpadmin -h "$H" -p netmib -E -v socket://127.0.0.2:9100 -P "$ppd" 2>/dev/null
+lpadmin -h "$H" -p netmib -E -v socket://127.0.0.2:9100 -P "$color_ppd" 2>/dev/null
 printf 'print data\n' > "$work/page.prn"
 id=$(lp -h "$H" -d netmib -o raw "$work/page.prn" | sed -n 's/^request id is \([^ ]*\) .*/\1/p')
 if [ -z "$id" ] || ! cff_cupsd_wait_completed "$id"; then
@@ -164,7 +168,6 @@ expect "noprofile: state" "$(lpstat -h "$H" -p noprofile)" "cannot be opened: No
 
 # The web interface shows a queue with the colour sample PPD as a colour printer, offers no
 # self-test page, and its "Query Printer for Default Options" button runs AutoConfigure.
-color_ppd=$(dirname "$ppd")/commandfilefilter-color.ppd
 web() { # web METHOD PATH [FORM]: cupsd's answer, with a session cookie that the form repeats
   local form=${3:-}
   exec 9<>"/dev/tcp/127.0.0.1/$CFF_CUPS_PORT"
