@@ -26,6 +26,7 @@ expect_gzip() { # a gzip member whose header carries no modification time
 
 expect_file /usr/lib/cups/filter/commandfilefilter 755
 expect_file /usr/share/ppd/commandfilefilter/commandfilefilter.ppd 644
+expect_file /usr/share/ppd/commandfilefilter/commandfilefilter-color.ppd 644
 expect_file /usr/share/doc/commandfilefilter/copyright 644
 expect_gzip /usr/share/doc/commandfilefilter/changelog.Debian.gz
 expect_gzip /usr/share/man/man8/commandfilefilter.8.gz
@@ -38,6 +39,13 @@ if [ "$have_cffsim" = 1 ]; then
   expect_gzip /usr/share/man/man1/cffsim.1.gz
   [ -n "$(find "$root/usr/share/commandfilefilter/profiles" -name '*.yaml' 2>/dev/null)" ] \
     || { echo "no simulator profiles installed"; failed=1; }
+  # Linked into a backend directory, the installed simulator lists the installed profiles.
+  mkdir -p "$root/usr/lib/cups/backend"
+  ln -s ../../../bin/cffsim "$root/usr/lib/cups/backend/simusb"
+  listed=$(env -u DEVICE_URI -u CFFSIM_PROFILE "$root/usr/lib/cups/backend/simusb")
+  grep -q "^direct simusb://cffsim/basic-mono?profile=$root/usr/share/commandfilefilter/profiles/basic-mono.yaml " <<<"$listed" \
+    || { echo "the installed backend does not list the installed profiles:"; echo "$listed"; failed=1; }
+  rm "$root/usr/lib/cups/backend/simusb"
 fi
 
 # The changelog's first entry must carry the package's version.

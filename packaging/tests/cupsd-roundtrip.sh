@@ -46,7 +46,7 @@ expect "defaults" "$options" '^Flash/.* \*InstalledF( |$)'
 expect "defaults" "$options" '^EnvFeeder/.* \*InstalledM( |$)'
 
 attributes=$(ipptool -tv "ipp://$H/printers/laser" get-printer-attributes.test | grep -E 'printer-commands|marker-' || true)
-expect "attributes" "$attributes" 'printer-commands \(1setOf keyword\) = AutoConfigure,ReportLevels,PrintSelfTestPage$'
+expect "attributes" "$attributes" 'printer-commands \(1setOf keyword\) = AutoConfigure,ReportLevels$'
 expect "attributes" "$attributes" 'marker-names \(1setOf nameWithoutLanguage\) = Black Toner,Waste Toner$'
 expect "attributes" "$attributes" 'marker-levels \(1setOf integer\) = 40,70$'
 expect "attributes" "$attributes" 'marker-types \(1setOf keyword\) = toner,wasteToner$'

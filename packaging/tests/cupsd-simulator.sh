@@ -3,6 +3,8 @@
 # simulator installed as a USB-like backend, one on CUPS's socket backend with the simulator
 # answering on the network. Command jobs must set the queue's defaults and marker attributes,
 # an unknown command must change nothing, and every job must complete with the queue enabled.
+# Then what an administrator sees: the socket backend's own supply readings after a print job,
+# lpinfo's simulator URIs, a missing profile in the queue's state, and the web interface.
 # Runs in a private network namespace so that the simulator can take UDP 161 on loopback.
 # Usage: cupsd-simulator.sh PPD FILTER CFFSIM PROFILE_DIR
 set -euo pipefail
@@ -24,6 +26,8 @@ fi
 ip link set lo up
 
 ppd=$1 filter=$2 cffsim=$3 profiles=$4
+# The colour model's sample PPD lies beside the monochrome one.
+color_ppd=$(dirname "$ppd")/commandfilefilter-color.ppd
 here=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=private-cupsd.sh
 source "$here/private-cupsd.sh"
@@ -51,6 +55,7 @@ grep -q 'community: opencm' "$work/color-finisher-net.yaml"
 
 "$cffsim" udp --address 127.0.0.1 --raw-port 9100 "$work/color-finisher-net.yaml" 2>"$work/cffsim.log" &
 sim_pid=$!
+CFF_CUPS_WEB_INTERFACE=Yes
 cff_cupsd_start "$work/cups" "$filter" "simusb=$cffsim"
 H=$CFF_CUPS_HOST
 for i in $(seq 1 50); do
@@ -59,8 +64,8 @@ for i in $(seq 1 50); do
   sleep 0.1
 done
 
-lpadmin -h "$H" -p usbsim -E -v "simusb://cffsim/color-finisher?profile=$profile" -P "$ppd" 2>/dev/null
-lpadmin -h "$H" -p netsim -E -v socket://127.0.0.1:9100 -P "$ppd" 2>/dev/null
+lpadmin -h "$H" -p usbsim -E -v "simusb://cffsim/color-finisher?profile=$profile" -P "$color_ppd" 2>/dev/null
+lpadmin -h "$H" -p netsim -E -v socket://127.0.0.1:9100 -P "$color_ppd" 2>/dev/null
 
 failed=0
 fail() {
@@ -121,6 +126,71 @@ for queue in usbsim netsim; do
   cmp -s "$work/before.ppd" "$qppd" || fail "$queue: an unknown command changed the PPD: $(diff "$work/before.ppd" "$qppd")"
   [ "$(markers "$queue")" = "$m" ] || fail "$queue: an unknown command changed the markers: $(markers "$queue")"
 done
+
+# CUPS's socket backend reads the supplies itself after an ordinary print job. A printer that
+# answers its community ("public") must give it the same levels the filter reports.
+"$cffsim" udp --address 127.0.0.2 --raw-port 9100 "$profile" 2>"$work/cffsim-public.log" &
+public_pid=$!
+for i in $(seq 1 50); do
+  grep -q 'TCP port 9100' "$work/cffsim-public.log" && break
+  sleep 0.1
+done
+lpadmin -h "$H" -p netmib -E -v socket://127.0.0.2:9100 -P "$color_ppd" 2>/dev/null
+printf 'print data\n' > "$work/page.prn"
+id=$(lp -h "$H" -d netmib -o raw "$work/page.prn" | sed -n 's/^request id is \([^ ]*\) .*/\1/p')
+if [ -z "$id" ] || ! cff_cupsd_wait_completed "$id"; then
+  fail "netmib: print job '$id' did not complete: $(lpstat -h "$H" -l -o netmib 2>&1)"
+fi
+m=$(markers netmib)
+expect "netmib: markers from the socket backend" "$m" '^marker-levels \(1setOf integer\) = 80,55,30,5,75,50,25,100,60,75$'
+expect "netmib: markers from the socket backend" "$m" '^marker-types \(1setOf keyword\) = toner,toner,toner,toner,opc,opc,opc,opc,fuser,waste-toner$'
+kill "$public_pid" 2>/dev/null || true
+wait "$public_pid" 2>/dev/null || true
+
+# lpinfo lists one URI per shipped profile, and a queue made from a listed URI works as it is.
+listed=$(lpinfo -h "$H" --include-schemes simusb -v)
+for name in basic-mono color-finisher silent; do
+  expect "lpinfo -v" "$listed" "^direct simusb://cffsim/$name\?profile=/[^ ]*/$name\.yaml\$"
+done
+uri=$(sed -n 's/^direct \(simusb:[^ ]*basic-mono[^ ]*\)$/\1/p' <<<"$listed")
+lpadmin -h "$H" -p listed -E -v "$uri" -P "$ppd" 2>/dev/null
+run_commands listed ReportLevels
+expect "listed: markers" "$(markers listed)" '^marker-levels \(1setOf integer\) = 40,75$'
+
+# A queue whose profile is gone shows the reason as its state message.
+lpadmin -h "$H" -p noprofile -E -v "simusb://cffsim/gone?profile=$work/gone.yaml" -P "$ppd" 2>/dev/null
+lp -h "$H" -d noprofile -o raw "$work/page.prn" >/dev/null
+for i in $(seq 1 100); do
+  lpstat -h "$H" -p noprofile | grep -q 'cffsim: ' && break
+  sleep 0.1
+done
+expect "noprofile: state" "$(lpstat -h "$H" -p noprofile)" "cannot be opened: No such file or directory"
+
+# The web interface shows a queue with the colour sample PPD as a colour printer, offers no
+# self-test page, and its "Query Printer for Default Options" button runs AutoConfigure.
+web() { # web METHOD PATH [FORM]: cupsd's answer, with a session cookie that the form repeats
+  local form=${3:-}
+  exec 9<>"/dev/tcp/127.0.0.1/$CFF_CUPS_PORT"
+  printf '%s %s HTTP/1.0\r\nHost: %s\r\nCookie: org.cups.sid=cffsimtest\r\n' "$1" "$2" "$H" >&9
+  printf 'Content-Type: application/x-www-form-urlencoded\r\nContent-Length: %d\r\n\r\n%s' "${#form}" "$form" >&9
+  cat <&9
+  exec 9<&-
+}
+lpadmin -h "$H" -p webcolor -E -v "simusb://cffsim/color-finisher?profile=$profile" -P "$color_ppd" 2>/dev/null
+page=$(web GET /printers/webcolor)
+expect "web: printer page" "$page" 'Driver:.*Generic Laser Series Color, 1\.0\.0 \(color'
+expect "web: printer page" "$page" 'VALUE="set-printer-options">Set Default Options<'
+if grep -q 'print-self-test-page' <<<"$page"; then
+  fail "web: the Maintenance menu offers a self-test page"
+fi
+expect "web: options page" "$(web POST /admin 'org.cups.sid=cffsimtest&OP=set-printer-options&printer_name=webcolor')" \
+  'NAME="AUTOCONFIGURE" VALUE="Query Printer for Default Options"'
+web POST /admin 'org.cups.sid=cffsimtest&OP=set-printer-options&PRINTER_NAME=webcolor&AUTOCONFIGURE=Query' >/dev/null
+for i in $(seq 1 300); do
+  [ -n "$(lpstat -h "$H" -W completed -o webcolor 2>/dev/null)" ] && break
+  sleep 0.1
+done
+expect "web: AutoConfigure job" "$(sed -n '2,10p' "$work/cups/etc/ppd/webcolor.ppd")" '^\*DefaultTrays: Tray1234$'
 
 if [ $failed -ne 0 ]; then
   echo "--- cupsd error log (filter and backend lines)"

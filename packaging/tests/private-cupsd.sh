@@ -2,6 +2,7 @@
 # Source it, then call:  cff_cupsd_start DIR FILTER [SCHEME=PROGRAM...]  (FILTER is installed
 # as the filter "commandfilefilter", each PROGRAM as the backend for URIs SCHEME://...), use
 # $CFF_CUPS_HOST with lp, lpadmin, lpoptions, lpstat and ipptool, and cff_cupsd_stop when done.
+# CFF_CUPS_WEB_INTERFACE=Yes turns on cupsd's web interface.
 # Needs root: cupsd drops to user lp for filters and backends.
 
 cff_cupsd_start() {
@@ -50,7 +51,7 @@ CONF
 LogLevel debug2
 Listen 127.0.0.1:$CFF_CUPS_PORT
 Browsing No
-WebInterface No
+WebInterface ${CFF_CUPS_WEB_INTERFACE:-No}
 DefaultAuthType None
 <Location />
   Order allow,deny

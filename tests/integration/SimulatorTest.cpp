@@ -192,7 +192,7 @@ TEST(SimulatorProfile, MistakesAreReportedWithLineAndReason) {
         EXPECT_NE(std::string::npos, error.find(expected)) << "got: " << error;
     }
     EXPECT_EQ(-1, ProfileLoader::loadFile("/nonexistent/profile.yaml", profile, error));
-    EXPECT_EQ("/nonexistent/profile.yaml: cannot be opened", error);
+    EXPECT_EQ("/nonexistent/profile.yaml: cannot be opened: No such file or directory", error);
 }
 
 TEST(SimulatorProfile, SupplyNamesGivenAsHexAreSentAsTheyAre) {

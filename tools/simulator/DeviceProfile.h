@@ -23,6 +23,10 @@ struct ProfileFinisher {
     std::vector<ProfileUnit> bins;  // bins mounted on this finisher
 };
 
+// Printer MIB supply units: the counts of a capacity and a level.
+constexpr int kMibUnitImpressions = 7;
+constexpr int kMibUnitPercent = 19;
+
 struct ProfileSupply {
     int id = 0;                          // fixed supply id as the printer numbers it
     int type = 0;                        // supply type in the printer's numbering
@@ -34,7 +38,7 @@ struct ProfileSupply {
     std::string colorant;                // "black", "cyan", ... ; empty for none
     int mibType = 1;                     // Printer MIB supply type
     int mibClass = 3;                    // Printer MIB supply class
-    int mibUnit = 19;                    // Printer MIB supply unit (19: percent)
+    int mibUnit = kMibUnitPercent;       // Printer MIB supply unit
 };
 
 // A value served through SNMP.

@@ -138,6 +138,18 @@ void MibView::addPrinterTables(const DeviceProfile& profile) {
                 colorantIndex = static_cast<long>(c + 1);
             }
         }
+        long maxCapacity = supply.maxCapacity;
+        long level = supply.level;
+        // A printer that counts a supply in percent reports a capacity of 100 and the level
+        // as a percentage; hosts that see the percent unit take the level as one. A profile
+        // that gives such a supply another capacity is served scaled, rounded down as the
+        // hosts of this family round.
+        if (supply.mibUnit == kMibUnitPercent && maxCapacity > 0 && maxCapacity != 100) {
+            if (level > 0) {
+                level = static_cast<long>(static_cast<long long>(level) * 100 / maxCapacity);
+            }
+            maxCapacity = 100;
+        }
         std::string row = device + "." + std::to_string(i + 1);
         setInteger(kSupplies + std::string("2") + row, 1);
         setInteger(kSupplies + std::string("3") + row, colorantIndex);
@@ -145,8 +157,8 @@ void MibView::addPrinterTables(const DeviceProfile& profile) {
         setInteger(kSupplies + std::string("5") + row, supply.mibType);
         setString(kSupplies + std::string("6") + row, supply.name);
         setInteger(kSupplies + std::string("7") + row, supply.mibUnit);
-        setInteger(kSupplies + std::string("8") + row, supply.maxCapacity);
-        setInteger(kSupplies + std::string("9") + row, supply.level);
+        setInteger(kSupplies + std::string("8") + row, maxCapacity);
+        setInteger(kSupplies + std::string("9") + row, level);
     }
 }
 

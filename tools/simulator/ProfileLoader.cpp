@@ -4,6 +4,8 @@
 #include <yaml-cpp/yaml.h>
 
 #include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <map>
 #include <set>
@@ -388,6 +390,9 @@ private:
             if (node["mib_class"]) {
                 supply.mibClass = static_cast<int>(numberInRange(node["mib_class"], "mib_class", 1, 4));
             }
+            // A capacity of 100 is counted in percent; any other in impressions, as printers
+            // count the life of drums and fusers.
+            supply.mibUnit = supply.maxCapacity == 100 ? kMibUnitPercent : kMibUnitImpressions;
             if (node["mib_unit"]) {
                 supply.mibUnit = static_cast<int>(numberInRange(node["mib_unit"], "mib_unit", 1, 255));
             }
@@ -542,9 +547,16 @@ int ProfileLoader::loadText(const std::string& text, const std::string& origin, 
 }
 
 int ProfileLoader::loadFile(const std::string& path, DeviceProfile& profile, std::string& error) {
+    errno = 0;
     std::ifstream in(path);
     if (!in) {
+        // The reason matters to whoever reads it in a queue's state: a missing file and one
+        // that the spooler's user may not read look alike otherwise.
+        int reason = errno;
         error = path + ": cannot be opened";
+        if (reason != 0) {
+            error += std::string(": ") + std::strerror(reason);
+        }
         return -1;
     }
     std::ostringstream text;

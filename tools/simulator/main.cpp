@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "BackendServer.h"
+#include "BundledProfiles.h"
 #include "FilterRunner.h"
 #include "ProfileLoader.h"
 #include "SimulatorLog.h"
@@ -35,7 +36,8 @@ int usage() {
                  "       cffsim run-filter [OPTIONS] PROFILE -- FILTER [ARGS...]\n"
                  "Options: --split N  --delay MS  --drop N  --fail  --reorder  --noise  --verbose\n"
                  "Installed as a backend named simusb, it takes the profile from the device URI\n"
-                 "(simusb://cffsim/NAME?profile=PATH) or from CFFSIM_PROFILE.\n");
+                 "(simusb://cffsim/NAME?profile=PATH) or from CFFSIM_PROFILE; run without arguments\n"
+                 "it lists one such URI per shipped profile.\n");
     return 2;
 }
 
@@ -150,18 +152,15 @@ std::string backendUri(const std::string& profilePath) {
 }
 
 // Serves one job as a backend; |jobArgs| are the spooler's arguments after the program name.
-int runBackend(const DeviceProfile* profile, const std::string& profilePath, const SimulatorOptions& options,
+// Without them it prints the profile's device-discovery line.
+int runBackend(const DeviceProfile& profile, const std::string& profilePath, const SimulatorOptions& options,
                const std::vector<std::string>& jobArgs) {
     if (jobArgs.empty()) {
-        std::printf("%s\n", BackendServer::discoveryLine(profile, profile ? backendUri(profilePath) : "").c_str());
+        std::printf("%s\n", BackendServer::discoveryLine(&profile, backendUri(profilePath)).c_str());
         return 0;
     }
     if (jobArgs.size() != 5 && jobArgs.size() != 6) {
         std::fprintf(stderr, "Usage: simusb job-id user title copies options [file]\n");
-        return 1;
-    }
-    if (profile == nullptr) {
-        std::fprintf(stderr, "ERROR: cffsim: no profile: give profile=PATH in the device URI or set CFFSIM_PROFILE\n");
         return 1;
     }
     int input = 0;
@@ -170,8 +169,25 @@ int runBackend(const DeviceProfile* profile, const std::string& profilePath, con
         return 1;
     }
     signal(SIGPIPE, SIG_IGN);
-    BackendServer server(*profile, options);
+    BackendServer server(profile, options);
     return server.run(input) == 0 ? 0 : 1;
+}
+
+// Device discovery of the installed backend: one line per shipped profile, each with a
+// device URI that a queue can be created with as it stands.
+int listBundledProfiles() {
+    std::string directory = BundledProfiles::directory(absolutePath("/proc/self/exe"));
+    std::vector<std::string> paths = BundledProfiles::list(directory);
+    if (paths.empty()) {
+        std::fprintf(stderr, "ERROR: cffsim: no profiles in %s\n", directory.c_str());
+    }
+    for (const std::string& path : paths) {
+        DeviceProfile profile;
+        if (loadProfile(path, profile)) {
+            std::printf("%s\n", BackendServer::discoveryLine(&profile, backendUri(path)).c_str());
+        }
+    }
+    return 0;
 }
 
 // Entry when installed under the backend name: the profile comes from the URI or the environment.
@@ -191,10 +207,21 @@ int runAsInstalledBackend(int argc, char** argv) {
     SimulatorOptions options;
     options.verbose = getenv("CFFSIM_VERBOSE") != nullptr;
     SimulatorLog::setVerbose(options.verbose);
-    DeviceProfile profile;
-    bool loaded = !path.empty() && loadProfile(path, profile);
     std::vector<std::string> jobArgs(argv + 1, argv + argc);
-    return runBackend(loaded ? &profile : nullptr, path, options, jobArgs);
+    if (jobArgs.empty() && path.empty()) {
+        return listBundledProfiles();
+    }
+    if (path.empty()) {
+        std::fprintf(stderr, "ERROR: cffsim: no profile: give profile=PATH in the device URI or set CFFSIM_PROFILE\n");
+        return 1;
+    }
+    // The loader's message (a file that cannot be opened, a mistake in it) is the one error
+    // line, so that it becomes the queue's state message.
+    DeviceProfile profile;
+    if (!loadProfile(path, profile)) {
+        return 1;
+    }
+    return runBackend(profile, path, options, jobArgs);
 }
 
 int runUdp(const CommandLine& line) {
@@ -263,7 +290,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     if (mode == "backend") {
-        return runBackend(&profile, line.profilePath, line.options, line.rest);
+        return runBackend(profile, line.profilePath, line.options, line.rest);
     }
     signal(SIGPIPE, SIG_IGN);
     FilterRunner runner(profile, line.options);
