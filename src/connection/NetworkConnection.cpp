@@ -198,10 +198,6 @@ int NetworkConnection::doOpen() {
 }
 
 bool NetworkConnection::useAddress(size_t index) {
-    if (socket_ != -1) {
-        close(socket_);
-        socket_ = -1;
-    }
     const Address& address = addresses_[index];
     int fd = socket(address.family, address.socketType, address.protocol);
     if (fd == -1) {
@@ -225,6 +221,10 @@ bool NetworkConnection::useAddress(size_t index) {
         local.sin_family = AF_INET;
         local.sin_addr.s_addr = htonl(INADDR_ANY);
         (void)bind(fd, reinterpret_cast<struct sockaddr*>(&local), sizeof(local));
+    }
+    // The socket in use stays until its successor exists.
+    if (socket_ != -1) {
+        close(socket_);
     }
     socket_ = fd;
     current_ = index;
