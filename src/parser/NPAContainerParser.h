@@ -82,7 +82,8 @@ protected:
         std::function<void(const std::string& childId, const std::string& text)> text;
         // A container, before the walk decides whether to descend into it.
         std::function<void(const std::string& childId)> container;
-        // Descends into the container |childId|; |window| holds just its bytes.
+        // Descends into the container |childId|; |window| starts at it and runs to the end
+        // of the answer.
         std::function<void(const std::string& childId, const ByteCursor& window)> descend;
     };
 
