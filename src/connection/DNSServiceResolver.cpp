@@ -55,15 +55,21 @@ int DNSServiceResolver::resolveService(std::string serviceInstance) {
         if (serviceInstance.empty()) {
             return -1;
         }
-        std::string modified = replaceCharacters(serviceInstance);
+        // The spooler writes the instance percent-encoded ("Laser%20%40%20office", a dot in
+        // the name as "%5C." or "\\.", UTF-8 as "%C3%BC"): the parts are found first, so
+        // that nothing decoded can split them, then decoded, and the name loses its DNS-SD
+        // escapes, as the resolver wants the name itself.
         std::string name;
         std::string type;
         std::string domain;
-        resolveServiceName(modified, name);
-        resolveServiceType(modified, type);
-        resolveServiceDomainName(modified, domain);
+        resolveServiceName(serviceInstance, name);
+        resolveServiceType(serviceInstance, type);
+        resolveServiceDomainName(serviceInstance, domain);
+        name = unescapeInstanceName(percentDecode(name));
+        type = percentDecode(type);
+        domain = percentDecode(domain);
         logger.Log("Modified URI=%s, Service Name=%s, Service Type=%s, Domain=%s",
-                   modified.c_str(), name.c_str(), type.c_str(), domain.c_str());
+                   serviceInstance.c_str(), name.c_str(), type.c_str(), domain.c_str());
         if (name.empty() || type.empty()) {
             return -1;
         }

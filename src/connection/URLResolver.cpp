@@ -1,7 +1,36 @@
 // URLResolver: turns a service instance name from a device URI into a host name.
 #include "connection/URLResolver.h"
 
+#include <cctype>
+#include <strings.h>
+
 #include "support/Logger.h"
+
+namespace {
+
+// The value of a hexadecimal digit, or -1.
+int hexValue(char digit) {
+    if (digit >= '0' && digit <= '9') {
+        return digit - '0';
+    }
+    if (digit >= 'a' && digit <= 'f') {
+        return digit - 'a' + 10;
+    }
+    if (digit >= 'A' && digit <= 'F') {
+        return digit - 'A' + 10;
+    }
+    return -1;
+}
+
+// True when the "." at |dot| is escaped: a backslash, plain or percent-encoded, before it.
+bool escapedDot(const std::string& text, size_t dot) {
+    if (dot >= 1 && text[dot - 1] == '\\') {
+        return true;
+    }
+    return dot >= 3 && strncasecmp(text.c_str() + dot - 3, "%5C", 3) == 0;
+}
+
+}  // namespace
 
 URLResolver::URLResolver() = default;
 
@@ -35,7 +64,7 @@ int URLResolver::resolveServiceName(const std::string& uri, std::string& name) {
     }
     int result = -1;
     size_t dot = uri.find('.');
-    while (dot != std::string::npos && dot > 0 && uri[dot - 1] == '\\') {
+    while (dot != std::string::npos && escapedDot(uri, dot)) {
         dot = uri.find('.', dot + 1);
     }
     if (dot != std::string::npos) {
@@ -95,4 +124,43 @@ int URLResolver::resolveServiceDomainName(const std::string& uri, std::string& d
     }
     logger.Log("Domain Name =%s", domain.c_str());
     return result;
+}
+
+std::string URLResolver::percentDecode(const std::string& text) {
+    std::string decoded;
+    decoded.reserve(text.size());
+    for (size_t i = 0; i < text.size(); ++i) {
+        int high = text[i] == '%' && i + 2 < text.size() ? hexValue(text[i + 1]) : -1;
+        int low = high >= 0 ? hexValue(text[i + 2]) : -1;
+        if (low >= 0) {
+            decoded += static_cast<char>(high * 16 + low);
+            i += 2;
+        } else {
+            decoded += text[i];
+        }
+    }
+    return decoded;
+}
+
+std::string URLResolver::unescapeInstanceName(const std::string& name) {
+    std::string plain;
+    plain.reserve(name.size());
+    for (size_t i = 0; i < name.size(); ++i) {
+        if (name[i] != '\\' || i + 1 == name.size()) {
+            plain += name[i];
+            continue;
+        }
+        if (i + 3 < name.size() && std::isdigit(static_cast<unsigned char>(name[i + 1])) &&
+            std::isdigit(static_cast<unsigned char>(name[i + 2])) &&
+            std::isdigit(static_cast<unsigned char>(name[i + 3]))) {
+            int value = (name[i + 1] - '0') * 100 + (name[i + 2] - '0') * 10 + (name[i + 3] - '0');
+            if (value <= 255) {
+                plain += static_cast<char>(value);
+                i += 3;
+                continue;
+            }
+        }
+        plain += name[++i];
+    }
+    return plain;
 }

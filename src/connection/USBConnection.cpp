@@ -103,9 +103,11 @@ void USBConnection::parseDevURI(std::string uri) {
         model_ = split(last, '?')[0];
         // The serial number is read from the whole component, so a value holding a second
         // "=" is cut there. Intended: device URIs already stored in queues rely on this reading.
+        // The spooler's usb backend writes further parameters after the serial number
+        // ("?serial=ABC123&interface=1"); the number ends at the "&" that starts them.
         std::vector<std::string> pieces = split(last, '=');
         if (pieces.size() >= 2) {
-            serialNumber_ = pieces[1];
+            serialNumber_ = split(pieces[1], '&')[0];
         }
     } catch (...) {
         // The fields set so far stay; the rest stay empty.

@@ -2,8 +2,11 @@
 #include "core/CommandFileFilter.h"
 
 #include <cups/file.h>
+#include <fcntl.h>
 #include <strings.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -41,9 +44,27 @@ class ServiceTypeResolver : public URLResolver {
 public:
     int resolveService(std::string /*serviceInstance*/) override { return -1; }
 };
+// Descriptors 3 and 4 are the backend's back-channel and side channel. Started by hand
+// without them, the next file opened (the command file) would take number 3 and be read as
+// printer answers; a missing one is pointed at /dev/null instead, where every read finds
+// nothing and so fails as it does when the backend has nothing to say.
+void reserveBackendDescriptors() {
+    for (int fd : {3, 4}) {
+        if (fcntl(fd, F_GETFD) != -1 || errno != EBADF) {
+            continue;
+        }
+        int null = open("/dev/null", O_RDWR);
+        if (null >= 0 && null != fd) {
+            dup2(null, fd);
+            close(null);
+        }
+    }
+}
 }  // namespace
 
 int commandFileFilterMain(int argc, char* argv[]) {
+    // Before anything else is opened.
+    reserveBackendDescriptors();
     // A reader of standard output that goes away must make writes fail, not end the filter.
     std::signal(SIGPIPE, SIG_IGN);
 

@@ -74,6 +74,7 @@ int NPAContainerParser::parseData(Data* answer, CommandID id) {
         logger.Log("error =%s", statusName(INVALID_HEADER_INFO_ERROR));
         return INVALID_HEADER_INFO_ERROR;
     }
+    walkSteps_ = static_cast<size_t>(answer->size());
     status_ = NPA_PARSE_OK;
     return NPA_PARSE_OK;
 }
@@ -190,6 +191,10 @@ void NPAContainerParser::walkChildren(const std::string& parentId, ByteCursor cu
     unsigned int count = 0;
     GetNoOfElement(cursor, count);
     for (NPAChildWalk walk(count); walk.next(cursor);) {
+        if (walkSteps_ == 0) {
+            break;
+        }
+        --walkSteps_;
         unsigned char id = 0;
         unsigned char type = 0;
         GetItemInfo(cursor, id, type);
@@ -213,9 +218,11 @@ void NPAContainerParser::walkChildren(const std::string& parentId, ByteCursor cu
             if (handlers.container) {
                 handlers.container(childId);
             }
+            // The descent reads up to the end of the answer, not of the container: a length
+            // field that is too short must not lose children that the answer does hold.
             if ((childId == section || childId.find(subsection) != std::string::npos) &&
                 canDescend(childId) && handlers.descend) {
-                handlers.descend(childId, containerWindow(cursor));
+                handlers.descend(childId, cursor.window(cursor.remaining()));
             }
             ParseContainerInfo(cursor);
         } else {
@@ -250,16 +257,6 @@ ByteCursor NPAContainerParser::treeCursor(Data* answer) {
     ByteCursor cursor(answer->get(), static_cast<size_t>(answer->size()));
     cursor.seek(kTreeOffset);
     return cursor;
-}
-
-ByteCursor NPAContainerParser::containerWindow(const ByteCursor& cursor) const {
-    size_t header = containerHeaderSize();
-    uint64_t length = HexStrToLong(
-        cursor, width(idWidth_) + width(typeWidth_) + width(countWidth_), containerLengthWidth_);
-    size_t total = length > std::numeric_limits<size_t>::max() - header
-                       ? std::numeric_limits<size_t>::max()
-                       : header + static_cast<size_t>(length);
-    return cursor.window(total);
 }
 
 bool NPAContainerParser::canDescend(const std::string& childId) {

@@ -82,14 +82,16 @@ protected:
         std::function<void(const std::string& childId, const std::string& text)> text;
         // A container, before the walk decides whether to descend into it.
         std::function<void(const std::string& childId)> container;
-        // Descends into the container |childId|; |window| holds just its bytes.
+        // Descends into the container |childId|; |window| starts at it and runs to the end
+        // of the answer.
         std::function<void(const std::string& childId, const ByteCursor& window)> descend;
     };
 
     // Steps through the children of the container at |cursor| whose dotted id is
     // |parentId|. Descends into a container whose id is |section| or contains
-    // |subsection| (down to kMaxDepth) and then moves past it. Stops at a leaf that the
-    // answer cuts off.
+    // |subsection| (down to kMaxDepth), reading it up to the end of the answer, and then
+    // moves past it by its length field. Stops at a leaf that the answer cuts off, and once
+    // the walk of this answer has stepped over as many children as the answer has bytes.
     void walkChildren(const std::string& parentId, ByteCursor cursor, const std::string& section,
                       const std::string& subsection, const ChildHandlers& handlers);
 
@@ -103,9 +105,6 @@ protected:
 
     // A cursor on the root container at offset 46 of |answer|, bounded by its end.
     static ByteCursor treeCursor(Data* answer);
-    // A cursor over just the container element at |cursor| (its header fields and its
-    // children), for descending: a child walk cannot read beyond its container.
-    ByteCursor containerWindow(const ByteCursor& cursor) const;
     // False once |childId| lies deeper than kMaxDepth levels below the root.
     static bool canDescend(const std::string& childId);
 
@@ -116,6 +115,12 @@ protected:
     int leafLengthWidth_ = 0;
 
 private:
+    // Children the walks of the current answer may still step over. A well-formed tree
+    // visits each element once and every element takes at least one byte, so only length
+    // fields that make descents overlap (each of which may read to the end of the answer)
+    // use it up; it keeps their cost linear instead of growing with every level.
+    size_t walkSteps_ = 0;
+
     size_t containerHeaderSize() const;
     size_t leafHeaderSize() const;
 };

@@ -1,6 +1,10 @@
 // Logger: the scoped trace object that every operation of note creates on entry.
 #include "support/Logger.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
@@ -94,10 +98,15 @@ void Logger::writeLog(std::string text, int kind) {
         return;
     }
     std::string line = formatLog(settings, text, kind);
-    FILE* file = std::fopen(settings->getLogFilePath().c_str(), "a");
-    if (file != nullptr) {
-        std::fwrite(line.data(), 1, line.size(), file);
-        std::fclose(file);
+    int fd = LogSettings::openPlainFile(settings->getLogFilePath(), O_WRONLY | O_APPEND | O_CREAT);
+    if (fd >= 0) {
+        // One write per line, so that lines stay whole in a log shared with other runs.
+        ssize_t ignored = write(fd, line.data(), line.size());
+        (void)ignored;
+        close(fd);
+    } else if (errno == ELOOP) {
+        // A link (or another kind of file) was put where the log is: write nothing more.
+        settings->disable();
     } else {
         std::fwrite(line.data(), 1, line.size(), stderr);
     }

@@ -93,6 +93,24 @@ TEST(QueryToolCheck, FindsThePrinterOrSaysWhyNot) {
     }
 }
 
+// The spooler's usb backend writes more parameters after the serial number.
+TEST(QueryToolCheck, SerialNumberEndsWhereTheNextUriParameterBegins) {
+    struct {
+        const char *uri, *deviceSerial;
+        int result;
+    } cases[] = {
+        {"usb://Acme/Laser%20500?serial=ABC123&interface=1", "ABC123", kQueryExitSuccess},
+        {"usb://Acme/Laser%20500?serial=abc123&interface=1&x=y", "ABC123", kQueryExitSuccess},
+        {"usb://Acme/Laser%20500?serial=ABC123&interface=1", "ABC123&interface", kQueryExitNoPrinter},
+    };
+    for (const auto& c : cases) {
+        USBScriptedPlatform platform;
+        platform.devices.push_back(scriptedPrinter("Acme Laser 500", c.deviceSerial));
+        std::string message;
+        EXPECT_EQ(QueryTool::checkPrinter(platform, c.uri, message), c.result) << c.uri << ": " << message;
+    }
+}
+
 // Stand-ins for the request pieces, recording what the tool does with them.
 std::vector<std::string> events;
 double connectionTimeout = 0.0;

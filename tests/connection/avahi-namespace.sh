@@ -1,7 +1,8 @@
 #!/bin/bash
 # unshare -n -m -p -f bash avahi-namespace.sh PORT COMMAND [ARGS...]
 # Runs COMMAND (with CFF_AVAHI_NAMESPACE=1) with its own D-Bus system bus and mDNS daemon, where
-# "CFF Test Printer" (_pdl-datastream._tcp) is published on PORT for cffprinter.local (10.77.0.1).
+# "CFF Test Printer" (_pdl-datastream._tcp) is published on PORT for cffprinter.local (10.77.0.1),
+# and so are "Laser @ office", "Floor 2.East" and "Büro Laser" (UTF-8), names a queue writes encoded.
 # Exits with COMMAND's status, or 77 with the reason when the namespace cannot be set up. As
 # process 1 of its PID namespace the script takes its daemons with it when it ends.
 set -u
@@ -39,13 +40,17 @@ printf '%s\n' '[server]' host-name=cffprinter domain-name=local use-ipv4=yes use
     >"$work/avahi.conf"
 avahi-daemon -f "$work/avahi.conf" --no-drop-root --no-chroot --no-rlimits -D 2>"$work/avahi.log" \
     || skip "avahi-daemon did not start: $(cat "$work/avahi.log")"
-avahi-publish -s "CFF Test Printer" _pdl-datastream._tcp "$port" >"$work/publish.log" 2>&1 &
+names=("CFF Test Printer" "Laser @ office" "Floor 2.East" "Büro Laser")
+for name in "${names[@]}"; do
+    avahi-publish -s "$name" _pdl-datastream._tcp "$port" >>"$work/publish.log" 2>&1 &
+done
 
-# The daemon first probes its names; wait until the service resolves.
-for try in $(seq 0 20); do
-    [ "$try" = 20 ] && skip "service not published: $(cat "$work/publish.log")"
-    avahi-browse -rpt _pdl-datastream._tcp 2>/dev/null |
-        grep -q "^=;.*;cffprinter\.local;10\.77\.0\.1;$port;" && break
+# The daemon first probes its names; wait until every service resolves.
+for try in $(seq 0 30); do
+    [ "$try" = 30 ] && skip "services not published: $(cat "$work/publish.log")"
+    resolved=$(avahi-browse -rpt _pdl-datastream._tcp 2>/dev/null |
+        grep -c "^=;.*;cffprinter\.local;10\.77\.0\.1;$port;")
+    [ "$resolved" -ge "${#names[@]}" ] && break
     sleep 0.1
 done
 
