@@ -12,25 +12,14 @@ if [ $# -ne 4 ]; then
   echo "usage: $0 PPD FILTER CFFSIM PROFILE_DIR" >&2
   exit 2
 fi
-if [ "$(id -u)" -ne 0 ]; then
-  echo "SKIP: needs root: cupsd runs filters and backends as user lp"
-  exit 77
-fi
-if [ -z "${CFF_IN_NETNS:-}" ]; then
-  if ! unshare -n true 2>/dev/null; then
-    echo "SKIP: cannot create a network namespace (unshare -n failed)"
-    exit 77
-  fi
-  CFF_IN_NETNS=1 exec unshare -n bash "$0" "$@"
-fi
-ip link set lo up
+here=$(cd "$(dirname "$0")" && pwd)
+# shellcheck source=private-cupsd.sh
+source "$here/private-cupsd.sh"
+cff_cupsd_isolate "$@"
 
 ppd=$1 filter=$2 cffsim=$3 profiles=$4
 # The colour model's sample PPD lies beside the monochrome one.
 color_ppd=$(dirname "$ppd")/commandfilefilter-color.ppd
-here=$(cd "$(dirname "$0")" && pwd)
-# shellcheck source=private-cupsd.sh
-source "$here/private-cupsd.sh"
 work=$(mktemp -d)
 chmod 0755 "$work"
 sim_pid=

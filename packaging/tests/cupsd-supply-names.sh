@@ -11,23 +11,12 @@ if [ $# -ne 4 ]; then
   echo "usage: $0 PPD FILTER CFFSIM PROFILE" >&2
   exit 2
 fi
-if [ "$(id -u)" -ne 0 ]; then
-  echo "SKIP: needs root: cupsd runs filters and backends as user lp"
-  exit 77
-fi
-if [ -z "${CFF_IN_NETNS:-}" ]; then
-  if ! unshare -n true 2>/dev/null; then
-    echo "SKIP: cannot create a network namespace (unshare -n failed)"
-    exit 77
-  fi
-  CFF_IN_NETNS=1 exec unshare -n bash "$0" "$@"
-fi
-ip link set lo up
-
-ppd=$1 filter=$2 cffsim=$3 profile=$4
 here=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=private-cupsd.sh
 source "$here/private-cupsd.sh"
+cff_cupsd_isolate "$@"
+
+ppd=$1 filter=$2 cffsim=$3 profile=$4
 work=$(mktemp -d)
 chmod 0755 "$work"
 trap 'cff_cupsd_stop; rm -rf "$work"' EXIT

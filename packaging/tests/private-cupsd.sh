@@ -1,9 +1,27 @@
 # Starts a throw-away cupsd on a loopback port, for tests and for trying the operator's guide.
-# Source it, then call:  cff_cupsd_start DIR FILTER [SCHEME=PROGRAM...]  (FILTER is installed
-# as the filter "commandfilefilter", each PROGRAM as the backend for URIs SCHEME://...), use
+# Source it, then call:  cff_cupsd_isolate "$@"  (below), cff_cupsd_start DIR FILTER
+# [SCHEME=PROGRAM...]  (FILTER is installed as the filter "commandfilefilter", each PROGRAM as the backend for URIs SCHEME://...), use
 # $CFF_CUPS_HOST with lp, lpadmin, lpoptions, lpstat and ipptool, and cff_cupsd_stop when done.
 # CFF_CUPS_WEB_INTERFACE=Yes turns on cupsd's web interface.
 # Needs root: cupsd drops to user lp for filters and backends.
+
+# Skips (exit 77) without root, else reruns the calling script with ARGS in a private network
+# namespace, which keeps cupsd's port and the simulator's UDP 161 away from the rest of the
+# machine; returns inside it with loopback up.  Call as:  cff_cupsd_isolate "$@"
+cff_cupsd_isolate() {
+  if [ "$(id -u)" -ne 0 ]; then
+    echo "SKIP: needs root: cupsd runs filters and backends as user lp"
+    exit 77
+  fi
+  if [ -z "${CFF_IN_NETNS:-}" ]; then
+    if ! unshare -n true 2>/dev/null; then
+      echo "SKIP: cannot create a network namespace (unshare -n failed)"
+      exit 77
+    fi
+    CFF_IN_NETNS=1 exec unshare -n bash "$0" "$@"
+  fi
+  ip link set lo up
+}
 
 cff_cupsd_start() {
   local dir=$1 filter=$2 f backend
