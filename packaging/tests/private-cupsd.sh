@@ -1,6 +1,7 @@
 # Starts a throw-away cupsd on a loopback port, for tests and for trying the operator's guide.
 # Source it, then call:  cff_cupsd_isolate "$@"  (below), cff_cupsd_start DIR FILTER
-# [SCHEME=PROGRAM...]  (FILTER is installed as the filter "commandfilefilter", each PROGRAM as the backend for URIs SCHEME://...), use
+# [SCHEME=PROGRAM...]  (FILTER is installed as the filter "commandfilefilter", each PROGRAM
+# as the backend for URIs SCHEME://...), use
 # $CFF_CUPS_HOST with lp, lpadmin, lpoptions, lpstat and ipptool, and cff_cupsd_stop when done.
 # CFF_CUPS_WEB_INTERFACE=Yes turns on cupsd's web interface.
 # Needs root: cupsd drops to user lp for filters and backends.
