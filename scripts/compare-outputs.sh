@@ -57,14 +57,15 @@ wire() {
         sed -e 's/sin_port=htons([0-9]*)/sin_port=htons(PORT)/g' -e 's/^\(sendto\|sendmsg\|write\)([0-9]*,/\1(FD,/'
 }
 
-# Log time stamps ([hh:mm:ss:mmm]) change from run to run, and so does the two-byte session
-# id that the network framing carries at offset 4 of a request and 8 of an answer.
+# Log time stamps ([hh:mm:ss:mmm]) change from run to run, and so does the four-byte session
+# id, taken from the clock, that the network framing carries at offset 4 of a request and at
+# offset 8 of an answer.
 normalise() {
     sed -e 's/\[[0-9][0-9]:[0-9][0-9]:[0-9][0-9]:[0-9][0-9][0-9]\]/[TIME]/g' \
-        -e 's/^\(sendto(FD, "\\x01\\x00\\x00\\x31\)\\x..\\x../\1\\xID\\xID/' \
-        -e 's/<0x01,0x00,0x00,0x31,0x..,0x..,/<0x01,0x00,0x00,0x31,ID,ID,/' \
-        -e 's/<\(0x01,0x02,0x00,0x31,0x..,0x..,0x..,0x..,\)0x..,0x..,/<\1ID,ID,/' \
-        -e 's/: \(01 02 00 31 .. .. .. .. \).. .. /: \1ID ID /'
+        -e 's/^\(sendto(FD, "\\x01\\x00\\x00\\x31\)\\x..\\x..\\x..\\x../\1\\xID\\xID\\xID\\xID/' \
+        -e 's/<0x01,0x00,0x00,0x31,0x..,0x..,0x..,0x..,/<0x01,0x00,0x00,0x31,ID,ID,ID,ID,/' \
+        -e 's/<\(0x01,0x02,0x00,0x31,0x..,0x..,0x..,0x..,\)0x..,0x..,0x..,0x..,/<\1ID,ID,ID,ID,/' \
+        -e 's/: \(01 02 00 31 .. .. .. .. \).. .. .. .. /: \1ID ID ID ID /'
 }
 
 trace_filter() {
