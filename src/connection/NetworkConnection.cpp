@@ -15,7 +15,7 @@
 #include "protocol/Protocol.h"
 #include "support/Logger.h"
 
-long NetworkConnection::readGraceMicroseconds_ = 250000;
+long NetworkConnection::readGraceMicroseconds_ = NetworkConnection::kDefaultReadGraceMicroseconds;
 
 void NetworkConnection::setReadGraceMicroseconds(long microseconds) {
     if (microseconds < 0) {

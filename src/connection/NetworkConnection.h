@@ -29,10 +29,10 @@ public:
     // The host that doOpen contacts (after resolution).
     std::string getHostAddress() const { return hostAddress_; }
 
-    // Microseconds added to the whole seconds of the time-out on every read wait;
-    // 250000 by default. A seam for tests, which shorten it.
+    // Microseconds added to the whole seconds of the time-out on every read wait, so that a
+    // late datagram still counts; tests shorten it through setReadGraceMicroseconds.
+    static constexpr long kDefaultReadGraceMicroseconds = 250000;
     static void setReadGraceMicroseconds(long microseconds);
-    static long getReadGraceMicroseconds() { return readGraceMicroseconds_; }
 
     // Largest datagram read; longer ones are truncated.
     static constexpr int kMaxDatagramSize = 6144;
