@@ -8,7 +8,6 @@
 #include <optional>
 #include <sstream>
 
-#include "helpers/PrivateTmp.h"
 #include "helpers/TestUtil.h"
 
 namespace {
@@ -40,7 +39,8 @@ FilterRun runFilter(const std::string& d, const std::vector<std::string>& args, 
     for (const char* name : {"out", "err", "CommandFileFilter", "marker.after"}) std::filesystem::remove(d + "/" + name);
     writeFile(d + "/stdin", stdinText);
     std::ostringstream script;
-    script << cfftest::privateTmpShell() << "\n";
+    // The trees stay reachable: the test is skipped when they lie below /tmp.
+    script << "mount -t tmpfs tmpfs /tmp || exit 99\n";
     if (marker) script << "printf %s " << quoted(*marker) << " >/tmp/startlog\n";
     script << "env -i PATH=/usr/bin:/bin" << cfftest::sanitizerEnvironmentWords() << " TMPDIR=" << quoted(d)
            << (uri ? std::string(" DEVICE_URI=") + quoted(uri) : "") << " " << quoted(CFF_FILTER_BINARY);
@@ -69,6 +69,9 @@ Messages mainMessages(const std::string& log) {
 TEST(FilterBinary, ExitsZeroAndLogsWhichCommandsRanAndWhereReadingStopped) {
     if (std::system("unshare --mount --net --propagation private sh -c 'mount -t tmpfs tmpfs /tmp' 2>/dev/null")) {
         GTEST_SKIP() << "no private mount namespace permitted; the tests never use the host's /tmp/startlog";
+    }
+    if (std::string(CFF_SOURCE_DIR).rfind("/tmp/", 0) == 0 || std::string(CFF_BINARY_DIR).rfind("/tmp/", 0) == 0) {
+        GTEST_SKIP() << "the trees lie below /tmp, which the filter's runs replace with an empty one";
     }
     std::string dir = std::string(CFF_BINARY_DIR) + "/cff-filter-XXXXXX";
     ASSERT_NE(mkdtemp(dir.data()), nullptr);
