@@ -9,13 +9,13 @@
 
 #include "FilterRun.h"
 #include "helpers/FdSlot.h"
-#include "helpers/SNMPTestMessages.h"
+#include "helpers/SnmpAnswers.h"
 #include "helpers/UdpPeer.h"
 
 namespace {
 
 using e2e::FilterRun;
-using snmptest::stringBinding;
+using snmp_answers::text;
 
 const char kSocketUri[] = "socket://127.0.0.1:9100";
 
@@ -27,21 +27,27 @@ const char kColorFinisherOptions[] =
     "DefaultOptOutputBins=OBin3 DefaultOutputFinisher=AdvancedFinisher DefaultTrays=Tray1234 \n";
 
 // |datagram| must be a version-2c GetRequest of community "opencm" for the configuration
-// identifiers, in order, with NULL values: a GetResponse of them but for the PDU tag.
+// identifiers, in order, with NULL values, in the shortest encoding.
 void expectConfigurationRequest(const std::string& datagram) {
-    std::vector<snmptest::Binding> identifiers;
+    std::vector<std::string> identifiers;
     for (auto [prefix, count] : std::vector<std::pair<std::string, int>>{
              {".1.3.6.1.2.1.43.8.2.1.13.1.", 8}, {".1.3.6.1.2.1.43.9.2.1.7.1.", 13},
              {".1.3.6.1.4.1.7707.6.3.1.1.8.1.", 20}, {".1.3.6.1.4.1.5931.20480.100.6.3.1.1.8.1.", 20}}) {
-        for (int n = 1; n <= count; ++n) identifiers.push_back({prefix + std::to_string(n), 0x05, {}});
+        for (int n = 1; n <= count; ++n) identifiers.push_back(prefix + std::to_string(n));
     }
-    identifiers.push_back({".1.3.6.1.2.1.43.13.4.1.10.1.2", 0x05, {}});
-    identifiers.push_back({".1.3.6.1.2.1.25.2.3.1.3", 0x05, {}});
-    snmptest::Bytes expected = snmptest::getResponse(identifiers);
-    ASSERT_EQ(datagram.size(), expected.size());
-    expected[15] = 0xA0;         // GetRequest
-    expected[21] = datagram[21];  // the filter's own one-byte request id
-    EXPECT_EQ(datagram, std::string(expected.begin(), expected.end()));
+    identifiers.push_back(".1.3.6.1.2.1.43.13.4.1.10.1.2");
+    identifiers.push_back(".1.3.6.1.2.1.25.2.3.1.3");
+    SnmpMessage request;
+    ASSERT_EQ(request.decode(reinterpret_cast<const unsigned char*>(datagram.data()), datagram.size()), 0);
+    EXPECT_EQ(std::make_tuple(request.version, request.community, request.pduType),
+              std::make_tuple(1L, std::string("opencm"), static_cast<unsigned char>(SnmpMessage::kGetRequest)));
+    std::vector<std::string> sent;
+    for (const SnmpVarBind& bind : request.bindings) {
+        sent.push_back(MibView::oidText(bind.oid));
+        EXPECT_EQ(bind.tag, SnmpVarBind::kNull);
+    }
+    EXPECT_EQ(sent, identifiers);
+    EXPECT_EQ(request.encode(), datagram);
 }
 
 void expectReport(const FilterRun& run, const std::string& line, const std::string& log = "") {
@@ -87,14 +93,12 @@ TEST(NetworkAutoConfigure, AnswersAreJoinedOrRejectedAsAWholeAndSilenceEndsAfter
                      e2e::readFile(printer.log));
     }
     // Two trays and a feeder, two bins, the booklet finisher (private table), duplex and flash.
-    std::vector<snmptest::Binding> equipped = {
-        stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"), stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.2", "Tray 2"),
-        stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.3", "Feeder"),
-        stringBinding(".1.3.6.1.2.1.43.9.2.1.7.1.1", "Standard Bin"), stringBinding(".1.3.6.1.2.1.43.9.2.1.7.1.2", "Bin 1"),
-        stringBinding(".1.3.6.1.4.1.7707.6.3.1.1.8.1.1", "Booklet Finisher Unit"),
-        stringBinding(".1.3.6.1.2.1.43.13.4.1.10.1.2", "Duplexor"), stringBinding(".1.3.6.1.2.1.25.2.3.1.3", "%flash%")};
-    auto text = [](const snmptest::Bytes& bytes) { return std::string(bytes.begin(), bytes.end()); };
-    const std::string whole = text(snmptest::getResponse(equipped));
+    const std::string whole = snmp_answers::getResponse({
+        text(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"), text(".1.3.6.1.2.1.43.8.2.1.13.1.2", "Tray 2"),
+        text(".1.3.6.1.2.1.43.8.2.1.13.1.3", "Feeder"),
+        text(".1.3.6.1.2.1.43.9.2.1.7.1.1", "Standard Bin"), text(".1.3.6.1.2.1.43.9.2.1.7.1.2", "Bin 1"),
+        text(".1.3.6.1.4.1.7707.6.3.1.1.8.1.1", "Booklet Finisher Unit"),
+        text(".1.3.6.1.2.1.43.13.4.1.10.1.2", "Duplexor"), text(".1.3.6.1.2.1.25.2.3.1.3", "%flash%")});
     const std::string equippedLine = "PPD: DefaultEnvFeeder=InstalledM DefaultFlash=InstalledF DefaultOptDuplex=InstalledM "
                                      "DefaultOptOutputBins=OBin1 DefaultOutputFinisher=AdvancedFinisher DefaultTrays=Tray12 \n";
     std::string withoutFlash = equippedLine;
