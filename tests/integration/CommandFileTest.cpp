@@ -27,7 +27,7 @@ TEST(CommandFile, WordsRunInOrderRegardlessOfCaseAndAnUnknownWordEndsTheRun) {
     for (const auto& [commands, requests, prefixes] : cases) {
         SCOPED_TRACE(commands);
         e2e::writeFile(scratch.file("commands"), commands);
-        e2e::FilterRun run = e2e::runUnderSimulator("basic-mono", scratch.file("commands"));
+        e2e::FilterResult run = e2e::runUnderSimulator("basic-mono", scratch.file("commands"));
         EXPECT_EQ(run.exitStatus, 0);
         EXPECT_EQ(run.output, requests);
         // One result line per command carried out, in order.

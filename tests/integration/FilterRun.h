@@ -59,7 +59,7 @@ struct Scratch {
     }
 
 // What one run of the filter did.
-struct FilterRun {
+struct FilterResult {
     int exitStatus = -1;
     std::string output;  // the job stream: the requests the backend received
     std::string errors;  // standard error
@@ -69,7 +69,7 @@ struct FilterRun {
 // Runs the built filter behind the simulator's backend, wired as the spooler wires them, on
 // the queue |uri| with the command file |commandFile|, only PATH, DEVICE_URI and |environment|
 // set. Packet requests are answered by |responder|, or by the printer |profile| describes.
-inline FilterRun runFilter(const std::string& commandFile, const std::string& uri, Responder* responder,
+inline FilterResult runFilter(const std::string& commandFile, const std::string& uri, Responder* responder,
                            const DeviceProfile& profile = DeviceProfile(), const SimulatorOptions& options = {},
                            std::vector<std::string> environment = {}) {
     std::vector<std::string> argv = {"/usr/bin/env", "-i", "PATH=/usr/bin:/bin", "DEVICE_URI=" + uri};
@@ -81,7 +81,7 @@ inline FilterRun runFilter(const std::string& commandFile, const std::string& ur
     }
     FILE* errors = std::tmpfile();
     FILE* job = std::tmpfile();
-    FilterRun run;
+    FilterResult run;
     SimulatorLog::setVerbose(std::getenv("CFF_DEBUG_SIM") != nullptr);
     auto started = cfftest::now();
     run.exitStatus = FilterRunner(profile, options, responder).run(argv, uri, fileno(errors), fileno(job));
@@ -96,7 +96,7 @@ inline FilterRun runFilter(const std::string& commandFile, const std::string& ur
 }
 
 // The filter on a USB queue against a printer that plays |steps|.
-inline FilterRun runScripted(const std::string& commandFile, std::vector<ScriptedResponder::Step> steps,
+inline FilterResult runScripted(const std::string& commandFile, std::vector<ScriptedResponder::Step> steps,
                              std::vector<std::string> environment = {}, bool closeWhenDone = true) {
     ScriptedResponder printer(std::move(steps), closeWhenDone);
     return runFilter(commandFile, "usb://Sim/Laser%20M100?serial=42", &printer, DeviceProfile(), {},
@@ -105,13 +105,13 @@ inline FilterRun runScripted(const std::string& commandFile, std::vector<Scripte
 
 // The filter on a network queue: it talks to the network itself; the backend behind it has
 // nothing to say on the back-channel.
-inline FilterRun runNetworkFilter(const Scratch& scratch, const std::string& uri, const std::string& command,
+inline FilterResult runNetworkFilter(const Scratch& scratch, const std::string& uri, const std::string& command,
                                   std::vector<std::string> environment = {}) {
     return runFilter(scratch.file(command), uri, nullptr, DeviceProfile(), {}, std::move(environment));
 }
 
 // The filter against the printer of the profile |profileName| behind the simulator's backend.
-inline FilterRun runUnderSimulator(const std::string& profileName, const std::string& command,
+inline FilterResult runUnderSimulator(const std::string& profileName, const std::string& command,
                                    const SimulatorOptions& options = {}, std::vector<std::string> environment = {},
                                    const std::string& uri = "usb://Sim/Laser%20M100?serial=42") {
     DeviceProfile device;

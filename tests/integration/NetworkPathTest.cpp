@@ -14,7 +14,7 @@
 
 namespace {
 
-using e2e::FilterRun;
+using e2e::FilterResult;
 using snmp_answers::text;
 
 const char kSocketUri[] = "socket://127.0.0.1:9100";
@@ -50,7 +50,7 @@ void expectConfigurationRequest(const std::string& datagram) {
     EXPECT_EQ(request.encode(), datagram);
 }
 
-void expectReport(const FilterRun& run, const std::string& line, const std::string& log = "") {
+void expectReport(const FilterResult& run, const std::string& line, const std::string& log = "") {
     EXPECT_EQ(run.exitStatus, 0);
     EXPECT_EQ(run.errors, line) << log;
 }
@@ -120,7 +120,7 @@ TEST(NetworkAutoConfigure, AnswersAreJoinedOrRejectedAsAWholeAndSilenceEndsAfter
         SCOPED_TRACE(c.name);
         cfftest::UdpPeer agent(c.replies, "127.0.0.1", 161);
         ASSERT_TRUE(agent.ok());
-        FilterRun run = e2e::runNetworkFilter(scratch, kSocketUri, "AutoConfigure");
+        FilterResult run = e2e::runNetworkFilter(scratch, kSocketUri, "AutoConfigure");
         expectReport(run, c.line);
         EXPECT_GE(run.seconds, c.replies.empty() ? 5 : 0);
         EXPECT_LT(run.seconds, c.replies.empty() ? 9 : 5);
@@ -169,7 +169,7 @@ TEST(NetworkReportLevels, NpaOverUdpReportsTheSuppliesAndOldDarwinHostsWriteTheL
         SCOPED_TRACE(c.name);
         e2e::Daemon printer(e2e::simulator("color-finisher", c.simulatorOptions), scratch.file("cffsim.log"));
         ASSERT_TRUE(e2e::waitForPort(9300)) << e2e::readFile(printer.log);
-        FilterRun run = e2e::runNetworkFilter(scratch, c.uri, "ReportLevels", c.environment);
+        FilterResult run = e2e::runNetworkFilter(scratch, c.uri, "ReportLevels", c.environment);
         expectReport(run, c.line);
         EXPECT_EQ(run.output, c.output);
     }

@@ -11,7 +11,7 @@
 
 namespace {
 
-using e2e::FilterRun;
+using e2e::FilterResult;
 using Step = ScriptedResponder::Step;
 
 const std::string kMode("\xA5\x00\x10\x80\xA4\x5B\xA4\x5B\x10\xEF\xA4\x5B\x11\xEE\x00\xFF\x13\xEC\x2E", 19);
@@ -51,7 +51,7 @@ DeviceProfile withSupplies(const std::vector<std::tuple<int, int, std::string, i
 }
 
 // The filter must exit 0 after sending |output| to the printer and |line| to stderr.
-void expectRun(const FilterRun& result, const std::string& output, const std::string& line) {
+void expectRun(const FilterResult& result, const std::string& output, const std::string& line) {
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.output, output);
     EXPECT_EQ(result.errors, line);
@@ -109,7 +109,7 @@ TEST(UsbPath, AutoConfigureReportsTheInstalledOptionsAsOnePpdLine) {
     e2e::Scratch scratch;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        FilterRun result = e2e::runScripted(scratch.file("AutoConfigure"), c.answers);
+        FilterResult result = e2e::runScripted(scratch.file("AutoConfigure"), c.answers);
         expectRun(result, kAutoConfigureRequests, c.line);
         EXPECT_LT(result.seconds, 3.0);
     }
@@ -153,7 +153,7 @@ TEST(UsbPath, PrinterThatFailsToAnswerLeavesExitZeroAndOnlyWhatArrivedOnStderr) 
     Step late = answerOf(withSupplies({{1, 3, "Black", 100, 25}}), supplyRequest(0).substr(19));
     late.delayMs = 6000;
     auto silent = std::async(std::launch::async, [&] { return e2e::runScripted(scratch.file("ReportLevels"), {}, {}, false); });
-    FilterRun answered = e2e::runScripted(scratch.file("ReportLevels"), {late}, {}, false), unanswered = silent.get();
+    FilterResult answered = e2e::runScripted(scratch.file("ReportLevels"), {late}, {}, false), unanswered = silent.get();
     expectRun(answered, supplyRequest(0), kBlackLine);
     expectRun(unanswered, supplyRequest(0), "");
     EXPECT_GE(answered.seconds, 5.5);
@@ -193,7 +193,7 @@ TEST(SimulatorRun, ProfilesGiveTheirLinesOverEitherChannel) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name + " " + c.command);
-        FilterRun run = e2e::runUnderSimulator(c.profile, scratch.file(c.command), c.options, c.environment, c.uri);
+        FilterResult run = e2e::runUnderSimulator(c.profile, scratch.file(c.command), c.options, c.environment, c.uri);
         EXPECT_EQ(run.exitStatus, 0);
         EXPECT_EQ(run.errors, c.line);
     }
