@@ -93,7 +93,11 @@ fresh_tmp() {
     rm -f "$work/trace" "$work/stderr" "$work/sim"
 }
 
+# Only PATH and LANG reach the filter, and the sanitizers' settings of a sanitizer build; the
+# leak check cannot run under strace.
 environment="env -i PATH=/usr/bin:/bin LANG=de_DE.UTF-8"
+[ -n "${ASAN_OPTIONS:-}" ] && environment="$environment ASAN_OPTIONS=$ASAN_OPTIONS:detect_leaks=0"
+[ -n "${UBSAN_OPTIONS:-}" ] && environment="$environment UBSAN_OPTIONS=$UBSAN_OPTIONS"
 for profile_file in "$source_dir"/tools/simulator/profiles/*.yaml; do
     profile=$(basename "$profile_file" .yaml)
     for command in AutoConfigure ReportLevels; do
