@@ -17,7 +17,7 @@
 #include "protocol/Protocol.h"
 #include "support/Logger.h"
 
-long NetworkConnection::readGraceMicroseconds_ = 250000;
+long NetworkConnection::readGraceMicroseconds_ = NetworkConnection::kDefaultReadGraceMicroseconds;
 
 namespace {
 
@@ -245,8 +245,7 @@ bool NetworkConnection::useNextAddress() {
     return false;
 }
 
-bool NetworkConnection::sendToPrinter(const std::vector<unsigned char>& bytes) {
-    Logger logger("NetworkConnection", "sendToPrinter");
+bool NetworkConnection::sendToPrinter(const std::vector<unsigned char>& bytes, Logger& logger) {
     bool retried = false;
     for (;;) {
         ssize_t sent = sendto(socket_, bytes.data(), bytes.size(), 0,
@@ -297,7 +296,7 @@ int NetworkConnection::doWrite(Data* request) {
                       ? static_cast<size_t>(request->size())
                       : 0;
     lastRequest_.assign(request->get(), request->get() + size);
-    return sendToPrinter(lastRequest_) ? 0 : -1;
+    return sendToPrinter(lastRequest_, logger) ? 0 : -1;
 }
 
 int NetworkConnection::doRead(Data& answer) {
@@ -361,7 +360,7 @@ int NetworkConnection::doRead(Data& answer) {
                 // Before any answer, the request goes to the host's next address and the
                 // wait goes on; otherwise the refusal is no answer and the wait goes on.
                 if (!answered_ && !lastRequest_.empty() && useNextAddress() &&
-                    !sendToPrinter(lastRequest_)) {
+                    !sendToPrinter(lastRequest_, logger)) {
                     return -1;
                 }
                 continue;

@@ -11,6 +11,8 @@
 
 class URLResolver;
 
+class Logger;
+
 class NetworkConnection : public Connection {
 public:
     // Takes the host from |uri| and resolves it with the resolver registered under the
@@ -33,10 +35,10 @@ public:
     // The host that doOpen contacts (after resolution); an IPv6 literal without brackets.
     std::string getHostAddress() const { return hostAddress_; }
 
-    // Microseconds added to the whole seconds of the time-out on every read wait;
-    // 250000 by default. A seam for tests, which shorten it.
+    // Microseconds added to the whole seconds of the time-out on every read wait, so that a
+    // late datagram still counts; tests shorten it through setReadGraceMicroseconds.
+    static constexpr long kDefaultReadGraceMicroseconds = 250000;
     static void setReadGraceMicroseconds(long microseconds);
-    static long getReadGraceMicroseconds() { return readGraceMicroseconds_; }
 
     // Largest datagram read; longer ones are truncated.
     static constexpr int kMaxDatagramSize = 6144;
@@ -56,8 +58,9 @@ private:
     // Moves on to the first later address whose socket opens; false when none is left.
     bool useNextAddress();
     // Sends |bytes| to the peer, moving on through the host's addresses while sending
-    // fails and the printer has not answered yet; false when no address took it.
-    bool sendToPrinter(const std::vector<unsigned char>& bytes);
+    // fails and the printer has not answered yet; false when no address took it. Logs
+    // through the caller's |logger|, so a plain send reads in the log as the caller's write.
+    bool sendToPrinter(const std::vector<unsigned char>& bytes, Logger& logger);
 
     std::string hostAddress_;
     int socket_ = -1;

@@ -45,7 +45,6 @@ public:
     // make or the model (ignoring case) and the serial numbers agree (ignoring case).
     bool matchesDevice(const UsbDeviceProperties& device) const;
 
-    const std::string& getDeviceURI() const { return deviceURI_; }
     const std::string& getMake() const { return make_; }
     const std::string& getModel() const { return model_; }
     const std::string& getSerialNumber() const { return serialNumber_; }

@@ -66,12 +66,6 @@ public:
     // Moves past a leaf of any data type.
     int ParseUnknownDataType(ByteCursor& cursor);
 
-    int idWidth() const { return idWidth_; }
-    int typeWidth() const { return typeWidth_; }
-    int countWidth() const { return countWidth_; }
-    int containerLengthWidth() const { return containerLengthWidth_; }
-    int leafLengthWidth() const { return leafLengthWidth_; }
-
 protected:
     // What a walk does with the children of one container; each handler gets the child's
     // dotted id. An empty handler does nothing.

@@ -35,6 +35,22 @@ int32_t levelPercent(int32_t current, int32_t maximum) {
     return product / maximum;
 }
 
+// Sets |keyword| to the entry of |table| for |key|; false when there is none or it could
+// not be stored.
+bool assignFromMap(const std::map<int, std::string>& table, int key, const char* keyword,
+                   PPDKeywordMap& keywords) {
+    try {
+        auto value = table.find(key);
+        if (value == table.end()) {
+            return false;
+        }
+        keywords[keyword] = value->second;
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
 }  // namespace
 
 PPDParser::PPDParser() {
@@ -200,100 +216,56 @@ int PPDParser::getDuplexOptions(Parser* /*parser*/, PPDKeywordMap& /*keywords*/)
 
 int PPDParser::setInputOption(std::map<int, std::string> trays, PPDKeywordMap& keywords) {
     Logger logger("PPDParser", "setInputOption");
-    try {
-        int best = 0;
-        if (bestId(trays, 5, [](int) { return true; }, best)) {
-            auto value = inputMap_.find(best);
-            if (value != inputMap_.end()) {
-                keywords["DefaultTrays"] = value->second;
-            }
-        }
-    } catch (const std::exception&) {
-        return -1;
+    int best = 0;
+    if (bestId(trays, 5, [](int) { return true; }, best)) {
+        assignFromMap(inputMap_, best, "DefaultTrays", keywords);
     }
     return 0;
 }
 
 int PPDParser::setOutputOption(std::map<int, std::string> bins, PPDKeywordMap& keywords) {
     Logger logger("PPDParser", "setOutputOption");
-    try {
-        // The range stops at 15 although the table goes to 16: bin 16 is never chosen.
-        int best = 0;
-        if (bestId(bins, 15, [](int) { return true; }, best)) {
-            auto value = outputMap_.find(best);
-            if (value != outputMap_.end()) {
-                keywords["DefaultOptOutputBins"] = value->second;
-                return 0;
-            }
-        }
-    } catch (const std::exception&) {
-    }
-    return -1;
+    // The range stops at 15 although the table goes to 16: bin 16 is never chosen.
+    int best = 0;
+    return bestId(bins, 15, [](int) { return true; }, best) &&
+                   assignFromMap(outputMap_, best, "DefaultOptOutputBins", keywords)
+               ? 0
+               : -1;
 }
 
 int PPDParser::setDeviceUnitOption(std::map<int, std::string> finishers,
                                    PPDKeywordMap& keywords) {
     Logger logger("PPDParser", "setDeviceUnitOption");
-    try {
-        int best = 0;
-        if (bestId(finishers, 22, [](int key) { return key == 12 || key == 22; }, best)) {
-            auto value = deviceUnitMap_.find(best);
-            if (value != deviceUnitMap_.end()) {
-                keywords["DefaultOutputFinisher"] = value->second;
-                return 0;
-            }
-        }
-    } catch (const std::exception&) {
-    }
-    return -1;
+    int best = 0;
+    return bestId(finishers, 22, [](int key) { return key == 12 || key == 22; }, best) &&
+                   assignFromMap(deviceUnitMap_, best, "DefaultOutputFinisher", keywords)
+               ? 0
+               : -1;
 }
 
 int PPDParser::setDuplexerOption(int installed, PPDKeywordMap& keywords) {
     Logger logger("PPDParser", "setDuplexerOption");
-    try {
-        // An unknown duplex state counts as installed (flash treats unknown the other way).
-        int state = installed == -1 ? 1 : installed;
-        auto value = duplexerMap_.find(state);
-        if (value == duplexerMap_.end()) {
-            return -1;
-        }
-        keywords["DefaultOptDuplex"] = value->second;
-        if (state == 0) {
-            keywords["DefaultDuplex"] = "None";
-        }
-    } catch (const std::exception&) {
+    // An unknown duplex state counts as installed (flash treats unknown the other way).
+    int state = installed == -1 ? 1 : installed;
+    if (!assignFromMap(duplexerMap_, state, "DefaultOptDuplex", keywords)) {
         return -1;
+    }
+    if (state == 0) {
+        keywords["DefaultDuplex"] = "None";
     }
     return 0;
 }
 
 int PPDParser::setFlashOption(int installed, PPDKeywordMap& keywords) {
     Logger logger("PPDParser", "setFlashOption");
-    try {
-        int state = installed == -1 ? 0 : installed;
-        auto value = flashMap_.find(state);
-        if (value != flashMap_.end()) {
-            keywords["DefaultFlash"] = value->second;
-            return 0;
-        }
-    } catch (const std::exception&) {
-    }
-    return -1;
+    return assignFromMap(flashMap_, installed == -1 ? 0 : installed, "DefaultFlash", keywords) ? 0 : -1;
 }
 
 int PPDParser::setManualFeederOption(int installed, PPDKeywordMap& keywords) {
     // The trailing blank in the traced name is intended; existing logs carry it.
     Logger logger("PPDParser", "setManualFeederOption ");
     logger.Log("manualFeederOption : [%d]", installed);
-    try {
-        auto value = manualFeederMap_.find(installed);
-        if (value != manualFeederMap_.end()) {
-            keywords["DefaultEnvFeeder"] = value->second;
-            return 0;
-        }
-    } catch (const std::exception&) {
-    }
-    return -1;
+    return assignFromMap(manualFeederMap_, installed, "DefaultEnvFeeder", keywords) ? 0 : -1;
 }
 
 int PPDParser::getSupply(Parser* parser, PPDKeywordMap& keywords) {

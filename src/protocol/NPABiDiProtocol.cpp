@@ -72,16 +72,8 @@ int NPABiDiProtocol::doRequest(Data* request, Data& response) {
 
 int NPABiDiProtocol::processResponse(Data* packet) {
     Logger logger("NPABiDiProtocol", "processResponse");
-    if (packet == nullptr || packet->size() <= 0 || packet->get() == nullptr) {
-        return kNPAStateReading;
-    }
-    int state = kNPAStateReading;
-    try {
-        const size_t size = static_cast<size_t>(packet->size());
-        // Bytes a short datagram lacks read as 0.
-        ByteCursor bytes(packet->get(), size);
-        logger.LogData(packet->get(), packet->size());
-
+    // Bytes a short datagram lacks read as 0.
+    return readPacket(logger, packet, [&](ByteCursor& bytes, size_t size, int& state) {
         unsigned char ack[kAckSize] = {kAckHeader[0], kAckHeader[1]};
         for (size_t i = 0; i < 4; ++i) {
             ack[2 + i] = bytes.peek(kAckedBytesOffset + i);
@@ -103,8 +95,5 @@ int NPABiDiProtocol::processResponse(Data* packet) {
             builder->addData(sequence, piece);
         }
         return state;
-    } catch (...) {
-        logger.Log("Exception in processResponse, state =%d", state);
-        return state;
-    }
+    });
 }

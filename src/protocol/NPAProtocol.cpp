@@ -45,53 +45,29 @@ int NPAProtocol::doRequest(Data* request, Data& response) {
 
 int NPAProtocol::processResponse(Data* packet, int echoIndex, unsigned int echoValue) {
     Logger logger("NPAProtocol", "processResponse");
-    if (packet == nullptr || packet->size() <= 0 || packet->get() == nullptr) {
-        return kNPAStateReading;
-    }
-    int state = kNPAStateReading;
-    try {
-        const size_t size = static_cast<size_t>(packet->size());
-        ByteCursor bytes(packet->get(), size);
-        logger.LogData(packet->get(), packet->size());
+    return readPacket(logger, packet, [&](ByteCursor& bytes, size_t size, int& state) {
         logger.Log("Error checking index= %d, check val =0x%x", echoIndex, echoValue);
 
-        // A packet must start at the first byte of the read: after a mismatch the search
-        // only goes on while i < -echoIndex, so it never does for the offsets in use.
-        // Intended; a read with leading noise is rejected as a whole.
-        bool found = false;
-        long i = 0;
-        while (static_cast<size_t>(i) < size) {
-            long echoAt = i + echoIndex;
-            if (bytes.peek(static_cast<size_t>(i)) == kStartOfPacket && echoAt >= 0 &&
-                bytes.has(static_cast<size_t>(echoAt), 1) &&
-                bytes.peek(static_cast<size_t>(echoAt)) == echoValue) {
-                found = true;
-                break;
-            }
-            if (!(i < -static_cast<long>(echoIndex))) {
-                logger.Log("No SOP byte found till end: %d", static_cast<int>(i));
-                break;
-            }
-            ++i;
-        }
+        // The packet must start at the first byte of the read; a read with leading noise is
+        // rejected as a whole.
+        bool found = bytes.peek(0) == kStartOfPacket && echoIndex >= 0 &&
+                     bytes.has(static_cast<size_t>(echoIndex), 1) &&
+                     bytes.peek(static_cast<size_t>(echoIndex)) == echoValue;
         if (!found) {
+            logger.Log("No SOP byte found till end: %d", 0);
             logger.Log("Valid Data = %s", "FALSE");
             return kNPAStateReading;
         }
 
-        logger.Log("SOP byte found at index %d", static_cast<int>(i));
+        logger.Log("SOP byte found at index %d", 0);
         Response* builder = getResponseBuilder();
         if (builder != nullptr) {
-            builder->addData(packetCounter_,
-                             new Data(packet->get() + i, static_cast<int>(size - static_cast<size_t>(i))));
+            builder->addData(packetCounter_, new Data(packet->get(), static_cast<int>(size)));
         }
         ++packetCounter_;
 
         state = packetState(logger, bytes.peek(3));
         logger.Log("Valid Data = %s", "TRUE");
         return state;
-    } catch (...) {
-        logger.Log("Exception in processResponse, state =%d", state);
-        return state;
-    }
+    });
 }

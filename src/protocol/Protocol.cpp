@@ -106,6 +106,23 @@ int Protocol::packetState(Logger& logger, unsigned int flags) {
     return kNPAStateReading;
 }
 
+int Protocol::readPacket(Logger& logger, Data* packet,
+                         const std::function<int(ByteCursor& bytes, size_t size, int& state)>& body) {
+    if (packet == nullptr || packet->size() <= 0 || packet->get() == nullptr) {
+        return kNPAStateReading;
+    }
+    int state = kNPAStateReading;
+    try {
+        const size_t size = static_cast<size_t>(packet->size());
+        ByteCursor bytes(packet->get(), size);
+        logger.LogData(packet->get(), packet->size());
+        return body(bytes, size, state);
+    } catch (...) {
+        logger.Log("Exception in processResponse, state =%d", state);
+        return state;
+    }
+}
+
 int Protocol::openForRequest(Logger& logger, Data* request) {
     Connection* connection = getConnection();
     if (connection == nullptr || request == nullptr) {

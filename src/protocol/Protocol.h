@@ -7,6 +7,7 @@
 #include "core/Data.h"
 #include "protocol/ProtocolType.h"
 
+class ByteCursor;
 class Connection;
 class Logger;
 class Response;
@@ -58,6 +59,12 @@ protected:
     // The state that an answer packet's flags byte gives: 13 when it flags the command as
     // failed, 12 when no further packet follows, otherwise 11; the first two are traced.
     static int packetState(Logger& logger, unsigned int flags);
+
+    // Reads one answer packet: kNPAStateReading for a missing or empty one; otherwise traces
+    // its bytes and returns what |body| returns for them. When |body| throws, the result is
+    // the last state it stored in its |state| argument (kNPAStateReading before any).
+    int readPacket(Logger& logger, Data* packet,
+                   const std::function<int(ByteCursor& bytes, size_t size, int& state)>& body);
 
     // Opens the connection for |request| and traces the command bytes. 0 when open, -1
     // without connection or request, otherwise the open error.

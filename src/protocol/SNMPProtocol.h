@@ -24,8 +24,6 @@ public:
     // otherwise the result of joining the datagrams.
     int doRequest(Data* request, Data& answer) override;
 
-    const std::string& getCommunity() const { return community_; }
-
 private:
     std::string community_;
 };

@@ -42,7 +42,6 @@ TEST(ConnectionFactory, ChoosesTransportByUriRequestModeAndSpooler) {
                   : dynamic_cast<USBConnection*>(p)           ? "usb"
                                                               : "other",
                   c.kind);
-        EXPECT_DOUBLE_EQ(connection->getTimeoutVal(), 5.0);
         EXPECT_EQ(ConnectionFactory::getConnectionType(c.uri, c.request), c.kind == "usb" || c.kind == "backend" ? CONN_USB : CONN_NETWORK);
     }
 }

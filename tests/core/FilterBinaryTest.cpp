@@ -8,7 +8,6 @@
 #include <optional>
 #include <sstream>
 
-#include "helpers/PrivateTmp.h"
 #include "helpers/TestUtil.h"
 
 namespace {
@@ -35,17 +34,20 @@ struct FilterRun {
 
 // Runs the filter with files in |d| in its own mount and network namespace (an empty /tmp, no network),
 // with |marker| as /tmp/startlog (none: no such file); the host's /tmp/startlog is never touched.
+// |redirections| are further shell redirections for the filter, such as "3<&-".
 FilterRun runFilter(const std::string& d, const std::vector<std::string>& args, const char* uri,
-                    const std::string& stdinText, const std::optional<std::string>& marker) {
+                    const std::string& stdinText, const std::optional<std::string>& marker,
+                    const std::string& redirections = "") {
     for (const char* name : {"out", "err", "CommandFileFilter", "marker.after"}) std::filesystem::remove(d + "/" + name);
     writeFile(d + "/stdin", stdinText);
     std::ostringstream script;
-    script << cfftest::privateTmpShell() << "\n";
+    // The trees stay reachable: the test is skipped when they lie below /tmp.
+    script << "mount -t tmpfs tmpfs /tmp || exit 99\n";
     if (marker) script << "printf %s " << quoted(*marker) << " >/tmp/startlog\n";
     script << "env -i PATH=/usr/bin:/bin" << cfftest::sanitizerEnvironmentWords() << " TMPDIR=" << quoted(d)
            << (uri ? std::string(" DEVICE_URI=") + quoted(uri) : "") << " " << quoted(CFF_FILTER_BINARY);
     for (const std::string& arg : args) script << " " << quoted(arg);
-    script << " <" << quoted(d + "/stdin") << " >" << quoted(d + "/out") << " 2>" << quoted(d + "/err")
+    script << " <" << quoted(d + "/stdin") << " >" << quoted(d + "/out") << " 2>" << quoted(d + "/err") << " " << redirections
            << "\nstatus=$?; [ -f /tmp/startlog ] && cp /tmp/startlog " << quoted(d + "/marker.after") << "\nexit $status\n";
     writeFile(d + "/run.sh", script.str());
     int waitStatus = std::system(("unshare --mount --net --propagation private sh " + quoted(d + "/run.sh")).c_str());
@@ -66,10 +68,19 @@ Messages mainMessages(const std::string& log) {
 
 }  // namespace
 
-TEST(FilterBinary, ExitsZeroAndLogsWhichCommandsRanAndWhereReadingStopped) {
+// Why runFilter cannot run here; empty when it can.
+std::string whyRunsCannotBeIsolated() {
     if (std::system("unshare --mount --net --propagation private sh -c 'mount -t tmpfs tmpfs /tmp' 2>/dev/null")) {
-        GTEST_SKIP() << "no private mount namespace permitted; the tests never use the host's /tmp/startlog";
+        return "no private mount namespace permitted; the tests never use the host's /tmp/startlog";
     }
+    if (std::string(CFF_SOURCE_DIR).rfind("/tmp/", 0) == 0 || std::string(CFF_BINARY_DIR).rfind("/tmp/", 0) == 0) {
+        return "the trees lie below /tmp, which the filter's runs replace with an empty one";
+    }
+    return "";
+}
+
+TEST(FilterBinary, ExitsZeroAndLogsWhichCommandsRanAndWhereReadingStopped) {
+    if (std::string why = whyRunsCannotBeIsolated(); !why.empty()) GTEST_SKIP() << why;
     std::string dir = std::string(CFF_BINARY_DIR) + "/cff-filter-XXXXXX";
     ASSERT_NE(mkdtemp(dir.data()), nullptr);
     const std::string path = dir + "/commands", logPath = dir + "/CommandFileFilter";
@@ -118,6 +129,31 @@ TEST(FilterBinary, ExitsZeroAndLogsWhichCommandsRanAndWhereReadingStopped) {
         EXPECT_EQ(run.markerAfter, c.marker->empty() ? "CommandFileFilter=" + logPath : *c.marker);
         EXPECT_EQ(run.log.rfind("<+CommandFileFilter:main()+>\n"), 14u);  // once, as the first line
         EXPECT_EQ(mainMessages(run.log), c.expected);
+    }
+    std::filesystem::remove_all(dir);
+}
+
+// Started by hand without the backend's descriptors 3 and 4, the filter must not take the
+// command file for its back-channel: a file larger than the library's read buffer is read
+// to its last command, and the requests go out on standard output.
+TEST(FilterBinary, CommandFileIsReadToItsLastLineWhenTheBackendDescriptorsAreClosed) {
+    if (std::string why = whyRunsCannotBeIsolated(); !why.empty()) GTEST_SKIP() << why;
+    std::string dir = std::string(CFF_BINARY_DIR) + "/cff-fds-XXXXXX";
+    ASSERT_NE(mkdtemp(dir.data()), nullptr);
+    std::string commands = "AutoConfigure\n";
+    while (commands.size() < 6000) commands += "# a comment line that pads the command file past 4 KB\n";
+    writeFile(dir + "/commands", commands + "ReportLevels\n");
+    const std::vector<std::string> args = {"42", "alice", "maintenance", "1", "", dir + "/commands"};
+    for (const char* redirections : {"3<&- 4<&-", "3<&-"}) {
+        SCOPED_TRACE(redirections);
+        FilterRun run = runFilter(dir, args, "usb://Acme/Laser?serial=1", "", "", redirections);
+        EXPECT_EQ(run.status, 0);
+        Messages commandsRun;
+        for (const std::string& message : mainMessages(run.log)) {
+            if (message.rfind("Command =", 0) == 0) commandsRun.push_back(message);
+        }
+        EXPECT_EQ(commandsRun, (Messages{"Command =AutoConfigure", "Command =ReportLevels"}));
+        EXPECT_FALSE(run.out.empty());
     }
     std::filesystem::remove_all(dir);
 }

@@ -1,4 +1,5 @@
-// NpaAnswerScripts: the NPA request bytes and answer packets that scripted printers play.
+// NpaAnswerScripts: the NPA request bytes the filter sends, and answer packets framed as the
+// simulator's scripted printer frames them (the test program links the simulator's library).
 #pragma once
 
 #include <cstdint>
@@ -8,6 +9,7 @@
 #include "protocol/Protocol.h"
 #include "core/Data.h"
 #include "protocol/NPAResp.h"
+#include "ScriptedResponder.h"
 
 namespace npa_script {
 
@@ -30,8 +32,8 @@ inline Bytes concat(const std::vector<Bytes>& parts) {
 }
 // An answer packet: 0xA5, the 16-bit length of what follows, |flags|, |echo|, |payload|.
 inline Bytes packet(unsigned char flags, const Bytes& payload, unsigned char echo = kRdcEcho) {
-    size_t length = payload.size() + 2;
-    return concat({{0xA5, uint8_t(length >> 8), uint8_t(length), flags, echo}, payload});
+    std::string framed = ScriptedResponder::packet(flags, echo, std::string(payload.begin(), payload.end()));
+    return Bytes(framed.begin(), framed.end());
 }
 
 // An NPA protocol of type P with its response builder over |connection|, which it owns.

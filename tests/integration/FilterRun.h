@@ -16,16 +16,14 @@
 #include <thread>
 #include <vector>
 
+#include "FilterRunner.h"
+#include "ProfileLoader.h"
+#include "ScriptedResponder.h"
+#include "SimulatorLog.h"
 #include "helpers/PeerProcess.h"
-#include "helpers/PrivateTmp.h"
-#include "helpers/ScriptedUsbPrinter.h"
 #include "helpers/TestUtil.h"
 
 namespace e2e {
-
-using cfftest::PrinterAnswer;
-using cfftest::ScriptedUsbPrinter;
-using cfftest::UsbFilterRun;
 
 inline std::string readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
@@ -53,17 +51,73 @@ struct Scratch {
     std::string file(const std::string& name) const { return dir + "/" + name; }
 };
 
-// The filter's standard error is compared byte for byte, so no log marker in /tmp may reach it.
-#define SKIP_WITHOUT_PRIVATE_TMP()                                                    \
-    if (!e2e::ScriptedUsbPrinter::privateTmpAvailable()) {                            \
-        GTEST_SKIP() << "no private mount namespace to hide the host's log marker";   \
+// With the log marker present the filter writes its log path on standard error, which the
+// tests compare byte for byte.
+#define SKIP_WHILE_LOG_MARKER_EXISTS()                                                              \
+    if (access("/tmp/startlog", F_OK) == 0) {                                                      \
+        GTEST_SKIP() << "cannot run while /tmp/startlog exists: the filter would log on stderr";    \
     }
 
-// Runs the filter on a network queue (its /tmp already private); fd 4 handed on if |sideChannel|.
-inline UsbFilterRun runNetworkFilter(const Scratch& scratch, const std::string& uri, const std::string& command,
-                                     std::vector<std::string> environment = {}, bool sideChannel = false) {
-    return ScriptedUsbPrinter{{}, uri, std::move(environment), true, false, sideChannel}.run(CFF_FILTER_BINARY,
-                                                                                           scratch.file(command));
+// What one run of the filter did.
+struct FilterResult {
+    int exitStatus = -1;
+    std::string output;  // the job stream: the requests the backend received
+    std::string errors;  // standard error
+    double seconds = 0;
+};
+
+// Runs the built filter behind the simulator's backend, wired as the spooler wires them, on
+// the queue |uri| with the command file |commandFile|, only PATH, DEVICE_URI and |environment|
+// set. Packet requests are answered by |responder|, or by the printer |profile| describes.
+inline FilterResult runFilter(const std::string& commandFile, const std::string& uri, Responder* responder,
+                           const DeviceProfile& profile = DeviceProfile(), const SimulatorOptions& options = {},
+                           std::vector<std::string> environment = {}) {
+    std::vector<std::string> argv = {"/usr/bin/env", "-i", "PATH=/usr/bin:/bin", "DEVICE_URI=" + uri};
+    argv.insert(argv.end(), environment.begin(), environment.end());
+    for (const std::string& entry : cfftest::sanitizerEnvironment()) argv.push_back(entry);
+    for (std::string arg : {std::string(CFF_FILTER_BINARY), std::string("42"), std::string("maintenance"),
+                            std::string("commands"), std::string("1"), std::string(""), commandFile}) {
+        argv.push_back(arg);
+    }
+    FILE* errors = std::tmpfile();
+    FILE* job = std::tmpfile();
+    FilterResult run;
+    SimulatorLog::setVerbose(std::getenv("CFF_DEBUG_SIM") != nullptr);
+    auto started = cfftest::now();
+    run.exitStatus = FilterRunner(profile, options, responder).run(argv, uri, fileno(errors), fileno(job));
+    run.seconds = cfftest::secondsSince(started);
+    for (auto [file, into] : {std::pair<FILE*, std::string*>{errors, &run.errors}, {job, &run.output}}) {
+        std::rewind(file);
+        char buffer[4096];
+        for (size_t got; (got = std::fread(buffer, 1, sizeof buffer, file)) > 0;) into->append(buffer, got);
+        std::fclose(file);
+    }
+    return run;
+}
+
+// The filter on a USB queue against a printer that plays |steps|.
+inline FilterResult runScripted(const std::string& commandFile, std::vector<ScriptedResponder::Step> steps,
+                             std::vector<std::string> environment = {}, bool closeWhenDone = true) {
+    ScriptedResponder printer(std::move(steps), closeWhenDone);
+    return runFilter(commandFile, "usb://Sim/Laser%20M100?serial=42", &printer, DeviceProfile(), {},
+                     std::move(environment));
+}
+
+// The filter on a network queue: it talks to the network itself; the backend behind it has
+// nothing to say on the back-channel.
+inline FilterResult runNetworkFilter(const Scratch& scratch, const std::string& uri, const std::string& command,
+                                  std::vector<std::string> environment = {}) {
+    return runFilter(scratch.file(command), uri, nullptr, DeviceProfile(), {}, std::move(environment));
+}
+
+// The filter against the printer of the profile |profileName| behind the simulator's backend.
+inline FilterResult runUnderSimulator(const std::string& profileName, const std::string& command,
+                                   const SimulatorOptions& options = {}, std::vector<std::string> environment = {},
+                                   const std::string& uri = "usb://Sim/Laser%20M100?serial=42") {
+    DeviceProfile device;
+    std::string error;
+    EXPECT_EQ(ProfileLoader::loadFile(profile(profileName), device, error), 0) << error;
+    return runFilter(command, uri, nullptr, device, options, std::move(environment));
 }
 
 // Environment entries that make the filter see another host kernel.
@@ -91,26 +145,18 @@ inline std::string colorFinisherLine(const std::string& wasteLevel = "75") {
            "marker-types=toner,toner,toner,toner,opc,opc,opc,opc,fuser,wasteToner \n" + kYellowTonerLow;
 }
 
-// The filter's stderr from "cffsim run-filter OPTIONS PROFILE -- filter", private /tmp, |environment|.
-inline std::string runUnderSimulator(const std::string& environment, const std::string& options,
-                                     const std::string& profileName, const std::string& commandFile) {
-    std::string command = "unshare --mount --propagation private sh -c '" + cfftest::privateTmpShell() +
-                          "exec \"$0\" \"$@\"' env -i PATH=/usr/bin:/bin" + cfftest::sanitizerEnvironmentWords() +
-                          " " + environment + " " + CFFSIM_BINARY + " run-filter " + options + " " +
-                          profile(profileName) + " -- " + CFF_FILTER_BINARY +
-                          " 42 maintenance commands 1 '' " + commandFile + " 2>/dev/null";
-    std::string relayed;
-    int status = cfftest::runCommand(command, relayed);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
-    return relayed;
-}
+// Shell commands that mount an empty /tmp, in a mount namespace of the caller's own; exit 77
+// when the trees lie below /tmp, which the empty one would hide.
+#define CFF_EMPTY_TMP_SHELL                                                                           \
+    "case \"" CFF_SOURCE_DIR ":" CFF_BINARY_DIR "\" in /tmp/*|*:/tmp/*) echo the trees lie below /tmp; " \
+    "exit 77;; esac; mount -t tmpfs tmpfs /tmp || exit 77; "
 
 // The test runs again in private network and mount namespaces: loopback up, an empty /tmp.
 #define RUN_IN_PRIVATE_NETWORK()                                                                              \
     if (!std::getenv("CFF_PRIVATE_NETWORK")) {                                                                \
         return cfftest::rerunCurrentTest("unshare -n -m true 2>/dev/null || { echo no private namespaces; exit 77; }; " \
-                                     "CFF_PRIVATE_NETWORK=1 unshare -n -m --propagation private sh -c '" +    \
-                                     cfftest::privateTmpShell(77) + "ip link set lo up || exit 77; exec \"$0\" \"$@\"'"); \
+                                     "CFF_PRIVATE_NETWORK=1 unshare -n -m --propagation private sh -c '"     \
+                                     CFF_EMPTY_TMP_SHELL "ip link set lo up || exit 77; exec \"$0\" \"$@\"'"); \
     }
 
 // True once a socket of |table| ("udp" or "tcp") is bound to |address|:|port|, within 10 s.

@@ -9,13 +9,13 @@
 
 #include "FilterRun.h"
 #include "helpers/FdSlot.h"
-#include "helpers/SNMPTestMessages.h"
+#include "helpers/SnmpAnswers.h"
 #include "helpers/UdpPeer.h"
 
 namespace {
 
-using e2e::UsbFilterRun;
-using snmptest::stringBinding;
+using e2e::FilterResult;
+using snmp_answers::text;
 
 const char kSocketUri[] = "socket://127.0.0.1:9100";
 
@@ -27,25 +27,30 @@ const char kColorFinisherOptions[] =
     "DefaultOptOutputBins=OBin3 DefaultOutputFinisher=AdvancedFinisher DefaultTrays=Tray1234 \n";
 
 // |datagram| must be a version-2c GetRequest of community "opencm" for the configuration
-// identifiers, in order, with NULL values: a GetResponse of them but for the PDU tag.
+// identifiers, in order, with NULL values, in the shortest encoding.
 void expectConfigurationRequest(const std::string& datagram) {
-    std::vector<snmptest::Binding> identifiers;
+    std::vector<std::string> identifiers;
     for (auto [prefix, count] : std::vector<std::pair<std::string, int>>{
              {".1.3.6.1.2.1.43.8.2.1.13.1.", 8}, {".1.3.6.1.2.1.43.9.2.1.7.1.", 13},
              {".1.3.6.1.4.1.7707.6.3.1.1.8.1.", 20}, {".1.3.6.1.4.1.5931.20480.100.6.3.1.1.8.1.", 20}}) {
-        for (int n = 1; n <= count; ++n) identifiers.push_back({prefix + std::to_string(n), 0x05, {}});
+        for (int n = 1; n <= count; ++n) identifiers.push_back(prefix + std::to_string(n));
     }
-    identifiers.push_back({".1.3.6.1.2.1.43.13.4.1.10.1.2", 0x05, {}});
-    identifiers.push_back({".1.3.6.1.2.1.25.2.3.1.3", 0x05, {}});
-    snmptest::Bytes expected = snmptest::getResponse(identifiers);
-    ASSERT_EQ(datagram.size(), expected.size());
-    expected[15] = 0xA0;         // GetRequest
-    expected[21] = datagram[21];  // the filter's own one-byte request id
-    EXPECT_EQ(datagram, std::string(expected.begin(), expected.end()));
+    identifiers.push_back(".1.3.6.1.2.1.43.13.4.1.10.1.2");
+    identifiers.push_back(".1.3.6.1.2.1.25.2.3.1.3");
+    SnmpMessage request;
+    ASSERT_EQ(request.decode(reinterpret_cast<const unsigned char*>(datagram.data()), datagram.size()), 0);
+    EXPECT_EQ(std::make_tuple(request.version, request.community, request.pduType),
+              std::make_tuple(1L, std::string("opencm"), static_cast<unsigned char>(SnmpMessage::kGetRequest)));
+    std::vector<std::string> sent;
+    for (const SnmpVarBind& bind : request.bindings) {
+        sent.push_back(MibView::oidText(bind.oid));
+        EXPECT_EQ(bind.tag, SnmpVarBind::kNull);
+    }
+    EXPECT_EQ(sent, identifiers);
+    EXPECT_EQ(request.encode(), datagram);
 }
 
-void expectReport(const UsbFilterRun& run, const std::string& line, const std::string& log = "") {
-    ASSERT_TRUE(run.ran);
+void expectReport(const FilterResult& run, const std::string& line, const std::string& log = "") {
     EXPECT_EQ(run.exitStatus, 0);
     EXPECT_EQ(run.errors, line) << log;
 }
@@ -88,14 +93,12 @@ TEST(NetworkAutoConfigure, AnswersAreJoinedOrRejectedAsAWholeAndSilenceEndsAfter
                      e2e::readFile(printer.log));
     }
     // Two trays and a feeder, two bins, the booklet finisher (private table), duplex and flash.
-    std::vector<snmptest::Binding> equipped = {
-        stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"), stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.2", "Tray 2"),
-        stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.3", "Feeder"),
-        stringBinding(".1.3.6.1.2.1.43.9.2.1.7.1.1", "Standard Bin"), stringBinding(".1.3.6.1.2.1.43.9.2.1.7.1.2", "Bin 1"),
-        stringBinding(".1.3.6.1.4.1.7707.6.3.1.1.8.1.1", "Booklet Finisher Unit"),
-        stringBinding(".1.3.6.1.2.1.43.13.4.1.10.1.2", "Duplexor"), stringBinding(".1.3.6.1.2.1.25.2.3.1.3", "%flash%")};
-    auto text = [](const snmptest::Bytes& bytes) { return std::string(bytes.begin(), bytes.end()); };
-    const std::string whole = text(snmptest::getResponse(equipped));
+    const std::string whole = snmp_answers::getResponse({
+        text(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"), text(".1.3.6.1.2.1.43.8.2.1.13.1.2", "Tray 2"),
+        text(".1.3.6.1.2.1.43.8.2.1.13.1.3", "Feeder"),
+        text(".1.3.6.1.2.1.43.9.2.1.7.1.1", "Standard Bin"), text(".1.3.6.1.2.1.43.9.2.1.7.1.2", "Bin 1"),
+        text(".1.3.6.1.4.1.7707.6.3.1.1.8.1.1", "Booklet Finisher Unit"),
+        text(".1.3.6.1.2.1.43.13.4.1.10.1.2", "Duplexor"), text(".1.3.6.1.2.1.25.2.3.1.3", "%flash%")});
     const std::string equippedLine = "PPD: DefaultEnvFeeder=InstalledM DefaultFlash=InstalledF DefaultOptDuplex=InstalledM "
                                      "DefaultOptOutputBins=OBin1 DefaultOutputFinisher=AdvancedFinisher DefaultTrays=Tray12 \n";
     std::string withoutFlash = equippedLine;
@@ -117,7 +120,7 @@ TEST(NetworkAutoConfigure, AnswersAreJoinedOrRejectedAsAWholeAndSilenceEndsAfter
         SCOPED_TRACE(c.name);
         cfftest::UdpPeer agent(c.replies, "127.0.0.1", 161);
         ASSERT_TRUE(agent.ok());
-        UsbFilterRun run = e2e::runNetworkFilter(scratch, kSocketUri, "AutoConfigure");
+        FilterResult run = e2e::runNetworkFilter(scratch, kSocketUri, "AutoConfigure");
         expectReport(run, c.line);
         EXPECT_GE(run.seconds, c.replies.empty() ? 5 : 0);
         EXPECT_LT(run.seconds, c.replies.empty() ? 9 : 5);
@@ -133,7 +136,8 @@ TEST(NetworkAutoConfigure, ServiceDiscoveryQueueAsksTheResolvedHost) {
         return cfftest::rerunCurrentTest("unshare -n -m -p -f true 2>/dev/null || { echo no private namespaces; exit 77; }; "
                                      "unshare -n -m -p -f bash " CFF_SOURCE_DIR "/tests/connection/avahi-namespace.sh 9100");
     }
-    ASSERT_TRUE(cfftest::mountPrivateTmp());  // hides the host's log marker from the filter
+    // An empty /tmp hides the host's log marker from the filter.
+    ASSERT_EQ(std::system(CFF_EMPTY_TMP_SHELL), 0);
     e2e::Scratch scratch;
     e2e::Daemon printer(e2e::simulator("color-finisher", "", "10.77.0.1"), scratch.file("cffsim.log"));
     ASSERT_TRUE(e2e::waitForPort(161, "udp", "10.77.0.1")) << e2e::readFile(printer.log);
@@ -165,7 +169,7 @@ TEST(NetworkReportLevels, NpaOverUdpReportsTheSuppliesAndOldDarwinHostsWriteTheL
         SCOPED_TRACE(c.name);
         e2e::Daemon printer(e2e::simulator("color-finisher", c.simulatorOptions), scratch.file("cffsim.log"));
         ASSERT_TRUE(e2e::waitForPort(9300)) << e2e::readFile(printer.log);
-        UsbFilterRun run = e2e::runNetworkFilter(scratch, c.uri, "ReportLevels", c.environment);
+        FilterResult run = e2e::runNetworkFilter(scratch, c.uri, "ReportLevels", c.environment);
         expectReport(run, c.line);
         EXPECT_EQ(run.output, c.output);
     }
@@ -198,14 +202,21 @@ TEST(NetworkReportLevels, NewerSpoolerHostWalksTheSpoolersSocketBackend) {
     ASSERT_TRUE(backend.start({{job[0], 0}, {backChannel[1], 3}, {sideChannel[1], 4}},
                               [&] { return execl("/bin/sh", "sh", "-c", backendLine.c_str(), nullptr), 127; }));
     for (int fd : {job[0], backChannel[1], sideChannel[1]}) close(fd);
-    UsbFilterRun run;
+    // The filter runs with the backend's side channel on fd 4 and an empty back-channel.
+    std::string errors;
+    std::string filterLine = "env -i PATH=/usr/bin:/bin DEVICE_URI=" + std::string(kSocketUri);
+    for (const std::string& entry : e2e::host("Darwin", "14.0.0")) filterLine += " " + entry;
+    filterLine += cfftest::sanitizerEnvironmentWords() + " " + CFF_FILTER_BINARY + " 42 maintenance commands 1 '' " +
+                  scratch.file("ReportLevels") + " 2>&1 >/dev/null </dev/null 3</dev/null";
+    int status;
     {
         cfftest::FdSlot slot(4);
         slot.place(sideChannel[0]);
-        run = e2e::runNetworkFilter(scratch, kSocketUri, "ReportLevels", e2e::host("Darwin", "14.0.0"), true);
+        status = cfftest::runCommand(filterLine, errors);
     }
     close(job[1]);  // end of the job: the backend leaves at end of input
     EXPECT_EQ(backend.wait(5000), 0) << "the backend did not end cleanly at the end of its input";
     close(backChannel[0]);
-    expectReport(run, e2e::colorFinisherLine(), e2e::readFile(log));
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(errors, e2e::colorFinisherLine()) << e2e::readFile(log);
 }

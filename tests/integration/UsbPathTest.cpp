@@ -7,17 +7,17 @@
 #include <vector>
 
 #include "FilterRun.h"
-#include "helpers/NpaAnswerBuilder.h"
-#include "helpers/NpaAnswerScripts.h"
+#include "NpaAnswerBuilder.h"
 
 namespace {
 
-using e2e::PrinterAnswer;
-using e2e::UsbFilterRun;
+using e2e::FilterResult;
+using Step = ScriptedResponder::Step;
 
 const std::string kMode("\xA5\x00\x10\x80\xA4\x5B\xA4\x5B\x10\xEF\xA4\x5B\x11\xEE\x00\xFF\x13\xEC\x2E", 19);
-const std::string kAutoConfigureRequests = kMode + std::string("\xA5\x00\x07\x50\xE0\x21\x01\x00\x00\x00", 10) + kMode +
-                                           std::string("\xA5\x00\x03\x50\x01\x04", 6);
+const std::string kConfigurationRequest("\xA5\x00\x07\x50\xE0\x21\x01\x00\x00\x00", 10);
+const std::string kOptionsRequest("\xA5\x00\x03\x50\x01\x04", 6);
+const std::string kAutoConfigureRequests = kMode + kConfigurationRequest + kMode + kOptionsRequest;
 const std::string kBlackLine =
     "ATTR: marker-colors=#000000 marker-levels=25 marker-names='\"Black\"' marker-types=toner \n" + e2e::kNoSupplyWarnings;
 
@@ -26,46 +26,33 @@ std::string supplyRequest(char language) {
     return kMode + std::string("\xA5\x00\x08\x50\xE0\x21\x01\x00", 8) + language + std::string("\x01\x08", 2);
 }
 
-std::string text(const NpaBytes& bytes) { return std::string(bytes.begin(), bytes.end()); }
-
-// An RDC answer holding |root| in packets of at most 500 payload bytes (one 512-byte read each).
-PrinterAnswer rdcAnswer(const NpaElement& root) {
-    NpaBytes whole = NpaAnswerBuilder().build(root);
-    PrinterAnswer answer;
-    for (size_t at = 5; at < whole.size(); at += 500) {
-        size_t end = std::min(whole.size(), at + 500);
-        NpaBytes chunk(whole.begin() + at, whole.begin() + end);
-        answer.packets.push_back(text(npa_script::packet(end < whole.size() ? 0x20 : 0x00, chunk)));
-    }
-    return answer;
+// The answer that the printer |device| gives to |request|, in packets of at most 500 payload
+// bytes (one 512-byte read each).
+Step answerOf(const DeviceProfile& device, const std::string& request) {
+    std::string whole, error;
+    EXPECT_EQ(NpaAnswerBuilder(device).answer(NpaRequest::classify(request), whole, error), 0) << error;
+    return ScriptedResponder::answer(NpaAnswerBuilder::packetize(whole, 500, false));
 }
 
-PrinterAnswer roc(const std::string& pairs) { return {{text(rocAnswer(pairs))}}; }
-PrinterAnswer failed() { return {{text(npa_script::packet(0x80, {0x00}))}}; }
+// The failure flag alone, as a printer answers a request it cannot serve.
+Step failed(const std::string& request) { return ScriptedResponder::answer({NpaAnswerBuilder::failurePacket(request)}); }
 
-// Supplies as (id, type, name, capacity, level), in code page 2009.
-PrinterAnswer supplyAnswer(const std::vector<std::tuple<int, int, std::string, int, int>>& records) {
-    std::vector<NpaElement> entries;
+ProfileUnit unit(int id, const std::string& name) { return {id, name, "", 0}; }
+
+// Supplies as (id, type, name, capacity, level), in code page 2009 (850).
+DeviceProfile withSupplies(const std::vector<std::tuple<int, int, std::string, int, int>>& records) {
+    DeviceProfile device;
+    device.codePage = 2009;
     for (auto& [id, type, name, capacity, level] : records) {
-        supplyInfo_ s;
-        s.supplyId = id, s.type = type, s.name = name, s.maxCapacity = capacity, s.currentLevel = level;
-        entries.push_back(rdc::supply(entries.size() + 1, s));
+        ProfileSupply supply;
+        supply.id = id, supply.type = type, supply.name = name, supply.maxCapacity = capacity, supply.level = level;
+        device.supplies.push_back(supply);
     }
-    return rdcAnswer(rdc::root({rdc::generalInfo(2009), rdc::configuration({rdc::supplies(entries)})}));
-}
-
-UsbFilterRun run(const e2e::Scratch& scratch, const std::string& command, std::vector<PrinterAnswer> answers,
-                 std::vector<std::string> environment = {}, bool closeWhenAnswered = true) {
-    e2e::ScriptedUsbPrinter printer;
-    printer.answers = std::move(answers);
-    printer.environment = std::move(environment);
-    printer.closeWhenAnswered = closeWhenAnswered;
-    return printer.run(CFF_FILTER_BINARY, scratch.file(command));
+    return device;
 }
 
 // The filter must exit 0 after sending |output| to the printer and |line| to stderr.
-void expectRun(const UsbFilterRun& result, const std::string& output, const std::string& line) {
-    ASSERT_TRUE(result.ran);
+void expectRun(const FilterResult& result, const std::string& output, const std::string& line) {
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.output, output);
     EXPECT_EQ(result.errors, line);
@@ -75,93 +62,100 @@ void expectRun(const UsbFilterRun& result, const std::string& output, const std:
 
 // Both requests go out whatever comes back; noise and failures leave options out, fast.
 TEST(UsbPath, AutoConfigureReportsTheInstalledOptionsAsOnePpdLine) {
-    SKIP_WITHOUT_PRIVATE_TMP();
+    SKIP_WHILE_LOG_MARKER_EXISTS();
+    // Trays with ids 6 and 133 do not count; id 130 is the manual feeder; FLASH:0 is still flash.
+    DeviceProfile equipped;
+    equipped.inputs = {unit(1, "Tray 1"), unit(2, "Tray 2"), unit(3, "Tray 3"), unit(6, "Tray 6"),
+                       unit(133, "Tray 133"), unit(130, "Manual")};
+    equipped.bins = {unit(1, "Standard Bin"), unit(3, "Bin 2")};
+    equipped.finishers = {{12, "Finisher Unit", "", {unit(2, "Bin 1")}}, {22, "Booklet Finisher Unit", "", {}}};
+    equipped.duplex = ReportedState::kInstalled;
+    equipped.flash = ReportedState::kAbsent;
+    equipped.optionPairs = {{"FLASH", 0}, {"RAM", 256}};
+    // No duplex leaf counts as installed; bin 16 lies beyond the bins; empty option text: no flash.
+    DeviceProfile fifthTray;
+    fifthTray.inputs = {unit(5, "Tray 5")};
+    fifthTray.finishers = {{12, "Finisher Unit", "", {unit(16, "Bin 15")}}};
+    DeviceProfile noDuplex;
+    noDuplex.duplex = ReportedState::kAbsent;
+    DeviceProfile flash;
+    flash.flash = ReportedState::kInstalled;
     struct Case {
         const char* name;
-        std::vector<PrinterAnswer> answers;
+        std::vector<Step> answers;
         const char* line;
     };
     const std::vector<Case> cases = {
-        // Trays with ids 6 and 133 do not count; id 130 is the manual feeder; FLASH:0 is still flash.
-        {"equipped",
-         {rdcAnswer(rdc::root({rdc::configuration(
-              {rdc::inputTrays({rdc::inputTray(1, 1, "Tray 1"), rdc::inputTray(2, 2, "Tray 2"),
-                                rdc::inputTray(3, 3, "Tray 3"), rdc::inputTray(4, 6, "Tray 6"),
-                                rdc::inputTray(5, 133, "Tray 133"), rdc::inputTray(6, 130, "Manual")}),
-               rdc::outputUnits({rdc::outputUnit(1, std::nullopt, "", {{1, "Standard Bin"}, {3, "Bin 2"}}),
-                                 rdc::outputUnit(2, 12, "Finisher Unit", {{2, "Bin 1"}}),
-                                 rdc::outputUnit(3, 22, "Booklet Finisher Unit", {})}),
-               rdc::duplex(1)})})),
-          roc("FLASH:0;RAM:256;")},
+        {"equipped", {answerOf(equipped, kConfigurationRequest), answerOf(equipped, kOptionsRequest)},
          "PPD: DefaultEnvFeeder=InstalledM DefaultFlash=InstalledF DefaultOptDuplex=InstalledM "
          "DefaultOptOutputBins=OBin2 DefaultOutputFinisher=AdvancedFinisher DefaultTrays=Tray123 \n"},
-        // No duplex leaf counts as installed; bin 16 lies beyond the bins; empty option text: no flash.
         {"fifth tray, bin 16, standard finisher, duplex unknown, empty option text",
-         {rdcAnswer(rdc::root({rdc::configuration(
-              {rdc::inputTrays({rdc::inputTray(1, 5, "Tray 5")}),
-               rdc::outputUnits({rdc::outputUnit(1, 12, "Finisher Unit", {{16, "Bin 15"}})})})})),
-          roc("")},
+         {answerOf(fifthTray, kConfigurationRequest), answerOf(fifthTray, kOptionsRequest)},
          "PPD: DefaultEnvFeeder=NotInstalledM DefaultFlash=NotInstalledF DefaultOptDuplex=InstalledM "
          "DefaultOutputFinisher=StandardFinisher DefaultTrays=Tray12345 \n"},
         // A failed option request leaves flash out of the line altogether.
-        {"empty configuration, option request failed",
-         {rdcAnswer(rdc::root({rdc::configuration({rdc::duplex(0)})})), failed()},
+        {"empty configuration, option request failed", {answerOf(noDuplex, kConfigurationRequest), failed(kOptionsRequest)},
          "PPD: DefaultDuplex=None DefaultEnvFeeder=NotInstalledM DefaultOptDuplex=NotInstalledM "
          "DefaultOptOutputBins=StandardBin DefaultOutputFinisher=NotInstalledM DefaultTrays=Tray1 \n"},
-        {"configuration request failed", {failed(), roc("FLASH:1;")}, "PPD: DefaultFlash=InstalledF \n"},
+        {"configuration request failed", {failed(kConfigurationRequest), answerOf(flash, kOptionsRequest)}, "PPD: DefaultFlash=InstalledF \n"},
         {"back-channel closed", {}, ""},
         {"noise for both answers",
-         {{{std::string("\x00\xA5\x00\x03\x00\xE0\x01", 7), std::string("garbage")}}, {{std::string("\x13\x37")}}}, ""},
-        {"noise, then a valid option answer", {{{std::string("\xA5\xA5\xA5\xA5\xA5\xA5")}}, roc("FLASH:1;")},
+         {ScriptedResponder::answer({std::string("\x00\xA5\x00\x03\x00\xE0\x01", 7), "garbage"}),
+          ScriptedResponder::answer({"\x13\x37"})},
+         ""},
+        {"noise, then a valid option answer",
+         {ScriptedResponder::answer({"\xA5\xA5\xA5\xA5\xA5\xA5"}), answerOf(flash, kOptionsRequest)},
          "PPD: DefaultFlash=InstalledF \n"},
     };
     e2e::Scratch scratch;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        UsbFilterRun result = run(scratch, "AutoConfigure", c.answers);
+        FilterResult result = e2e::runScripted(scratch.file("AutoConfigure"), c.answers);
         expectRun(result, kAutoConfigureRequests, c.line);
         EXPECT_LT(result.seconds, 3.0);
     }
 }
 
 TEST(UsbPath, ReportLevelsAsksInTheUsersLanguageAndReportsConvertedSupplies) {
-    SKIP_WITHOUT_PRIVATE_TMP();
+    SKIP_WHILE_LOG_MARKER_EXISTS();
     // Code page 850: 0x81 is u with diaeresis, 0x84 a with diaeresis. Supply id 42, type 8 and
     // type 0 are skipped; negative levels and capacities are special values.
-    const PrinterAnswer mixed = supplyAnswer(
+    const DeviceProfile mixed = withSupplies(
         {{1, 3, "Toner Schwarz", 100, 40}, {48, 5, "Fixiereinheit f\x81r Papier", 150000, 90000},
          {112, 7, "Resttonerbeh\x84lter", 100, 30}, {42, 3, "Hidden", 100, 50}, {5, 8, "Unknown Type", 100, 50},
          {6, 0, "No Type", 100, 50}, {17, 4, "Bildtrommel Cyan", 0, 50}, {2, 1, "Cyan", 100, -3}, {3, 2, "Magenta", -2, 10}});
     struct Case {
         const char* name;
         std::vector<std::string> environment;
-        std::vector<PrinterAnswer> answers;
+        Step answer;
         std::string output, line;
     };
     const std::vector<Case> cases = {
-        {"German names in code page 850", {"LANG=de_DE.UTF-8"}, {mixed}, supplyRequest(1),
+        {"German names in code page 850", {"LANG=de_DE.UTF-8"}, answerOf(mixed, supplyRequest(1).substr(19)),
+         supplyRequest(1),
          "ATTR: marker-colors=#000000,#000000,#000000,#00FFFF,#00FFFF,#FF00FF marker-levels=40,60,70,0,-3,0 "
          "marker-names='\"Toner Schwarz\"','\"Fixiereinheit f\xC3\xBCr Papier\"','\"Resttonerbeh\xC3\xA4lter\"',"
          "'\"Bildtrommel Cyan\"','\"Cyan\"','\"Magenta\"' marker-types=toner,fuser,wasteToner,opc,toner,toner \n" +
              e2e::kNoSupplyWarnings},  // an unmeasured drum at "0" and an unknown level warn of nothing
-        {"only skipped supplies", {}, {supplyAnswer({{42, 3, "Hidden", 100, 50}})}, supplyRequest(0), ""},
+        {"only skipped supplies", {}, answerOf(withSupplies({{42, 3, "Hidden", 100, 50}}), supplyRequest(0).substr(19)),
+         supplyRequest(0), ""},
     };
     e2e::Scratch scratch;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        expectRun(run(scratch, "ReportLevels", c.answers, c.environment), c.output, c.line);
+        expectRun(e2e::runScripted(scratch.file("ReportLevels"), {c.answer}, c.environment), c.output, c.line);
     }
 }
 
 // A silent printer costs two read attempts of 5 s, and no second request since nothing was
 // read; an answer 6 s late misses the first attempt and is taken by the second.
 TEST(UsbPath, PrinterThatFailsToAnswerLeavesExitZeroAndOnlyWhatArrivedOnStderr) {
-    SKIP_WITHOUT_PRIVATE_TMP();
+    SKIP_WHILE_LOG_MARKER_EXISTS();
     e2e::Scratch scratch;
-    PrinterAnswer late = supplyAnswer({{1, 3, "Black", 100, 25}});
+    Step late = answerOf(withSupplies({{1, 3, "Black", 100, 25}}), supplyRequest(0).substr(19));
     late.delayMs = 6000;
-    auto silent = std::async(std::launch::async, [&] { return run(scratch, "ReportLevels", {}, {}, false); });
-    UsbFilterRun answered = run(scratch, "ReportLevels", {late}, {}, false), unanswered = silent.get();
+    auto silent = std::async(std::launch::async, [&] { return e2e::runScripted(scratch.file("ReportLevels"), {}, {}, false); });
+    FilterResult answered = e2e::runScripted(scratch.file("ReportLevels"), {late}, {}, false), unanswered = silent.get();
     expectRun(answered, supplyRequest(0), kBlackLine);
     expectRun(unanswered, supplyRequest(0), "");
     EXPECT_GE(answered.seconds, 5.5);
@@ -169,34 +163,41 @@ TEST(UsbPath, PrinterThatFailsToAnswerLeavesExitZeroAndOnlyWhatArrivedOnStderr) 
     EXPECT_LT(std::max(answered.seconds, unanswered.seconds), 20.0);
 }
 
-// The filter under "cffsim run-filter": simulator and filter agree over either channel.
+// The filter against the simulator's profile printer: simulator and filter agree over either channel.
 TEST(SimulatorRun, ProfilesGiveTheirLinesOverEitherChannel) {
-    SKIP_WITHOUT_PRIVATE_TMP();
+    SKIP_WHILE_LOG_MARKER_EXISTS();
     e2e::Scratch scratch;
     const std::string wide = scratch.file("wide.yaml");
     e2e::writeFile(wide, "model: X\ncode_page: 2009\ntrays: [{id: 2}]\nsupplies: [{id: 1, type: 3, name: K, max: 100, "
                          "level: -3}]\ncontainer: {id_width: 2, count_width: 2, container_length_width: 4, "
                          "leaf_length_width: 1}\n");
-    std::string darwin14 = "DEVICE_URI=socket://127.0.0.1:9100";
-    for (const std::string& entry : e2e::host("Darwin", "14.0.0")) darwin14 += " " + entry;
+    SimulatorOptions failing;
+    failing.fail = true;
     struct Case {
-        std::string environment, options, profile, command, line;
+        std::string name, profile, command;
+        SimulatorOptions options;
+        std::vector<std::string> environment;
+        std::string uri, line;
     };
+    const std::string usb = "usb://Sim/Laser%20M100?serial=42";
     const Case cases[] = {
-        {"", "", "color-finisher", "ReportLevels", e2e::colorFinisherLine()},
+        {"USB", "color-finisher", "ReportLevels", {}, {}, usb, e2e::colorFinisherLine()},
         // A Darwin 14 host on a network queue walks the MIB tables through the backend's side channel.
-        {darwin14, "", "color-finisher", "ReportLevels", e2e::colorFinisherLine()},
-        {"", "--fail", "color-finisher", "AutoConfigure", ""},
+        {"side channel", "color-finisher", "ReportLevels", {}, e2e::host("Darwin", "14.0.0"), "socket://127.0.0.1:9100",
+         e2e::colorFinisherLine()},
+        {"every answer failed", "color-finisher", "AutoConfigure", failing, {}, usb, ""},
         // Wider fields in every element, and a negative level as a 32-bit value.
-        {"", "", wide, "AutoConfigure",
+        {"wide fields", wide, "AutoConfigure", {}, {}, usb,
          "PPD: DefaultEnvFeeder=NotInstalledM DefaultFlash=NotInstalledF DefaultOptDuplex=InstalledM "
          "DefaultOptOutputBins=StandardBin DefaultOutputFinisher=NotInstalledM DefaultTrays=Tray12 \n"},
-        {"", "", wide, "ReportLevels",
+        {"wide fields", wide, "ReportLevels", {}, {}, usb,
          "ATTR: marker-colors=#000000 marker-levels=-3 marker-names='\"K\"' marker-types=toner \n" +
              e2e::kNoSupplyWarnings},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.environment + " " + c.options + " " + c.profile + " " + c.command);
-        EXPECT_EQ(e2e::runUnderSimulator(c.environment, c.options, c.profile, scratch.file(c.command)), c.line);
+        SCOPED_TRACE(c.name + " " + c.command);
+        FilterResult run = e2e::runUnderSimulator(c.profile, scratch.file(c.command), c.options, c.environment, c.uri);
+        EXPECT_EQ(run.exitStatus, 0);
+        EXPECT_EQ(run.errors, c.line);
     }
 }

@@ -1,7 +1,7 @@
 // Tests of the NPA parsers: frame and container walk, trays, bins, supplies and the ROC option text.
 #include <gtest/gtest.h>
 
-#include "helpers/NpaAnswerBuilder.h"
+#include "RdcTrees.h"
 #include "parser/RDCDuplexParser.h"
 #include "parser/RDCGenInfoParser.h"
 #include "parser/RDCInputParser.h"
@@ -11,33 +11,34 @@
 
 namespace {
 
-using E = NpaElement;
+using rdc::E;
+using rdc::T;
+using rdc::Framing;
 using OptionMap = std::map<int, std::string>;
 using RocRecords = std::list<std::map<std::string, long>>;
 const OptionMap kUntouched{{99, "untouched"}};  // an empty result leaves the caller's map as it was
 
-NpaElement inConfiguration(NpaElement part) { return rdc::root({rdc::configuration({std::move(part)})}); }
-NpaElement duplexTree(uint64_t value) { return inConfiguration(rdc::duplex(value)); }
+E inConfiguration(E part) { return rdc::root({rdc::configuration({std::move(part)})}); }
+E duplexTree(long value) { return inConfiguration(rdc::duplex(value)); }
 
 // Feeds |parser| the answer holding |tree|, which it must accept.
-void parse(NPABaseParser& parser, const NpaElement& tree, CommandID id = CMD_CONFIGURATION,
-           const NpaAnswerBuilder& builder = NpaAnswerBuilder()) {
-    Data answer = builder.buildData(tree);
+void parse(NPABaseParser& parser, const E& tree, CommandID id = CMD_CONFIGURATION, const Framing& framing = {}) {
+    Data answer(rdc::answer(tree, framing));
     ASSERT_EQ(parser.parseData(&answer, id), 0);
 }
 
 TEST(NpaFrame, BadFramesAndHeadersKeepTheirCodes) {
-    const NpaBytes good = NpaAnswerBuilder().build(duplexTree(1));
+    const std::string good = rdc::answer(duplexTree(1));
     auto changed = [&good](size_t at, int value) {
-        NpaBytes bytes = good;
-        bytes[at] = static_cast<unsigned char>(value);
+        std::string bytes = good;
+        bytes[at] = static_cast<char>(value);
         return bytes;
     };
-    auto withHeader = [](const char* header) { return NpaAnswerBuilder().setHeaderString(header).build(duplexTree(1)); };
-    const std::tuple<const char*, NpaBytes, int, int> cases[] = {
-        {"46 bytes cannot hold a tree", NpaAnswerBuilder::frame(NpaBytes(43, 0)), INSUFFICIENT_NPA_DATA_ERROR,
-         NPA_NOT_PARSED},
-        {"length off by one", changed(2, good[2] + 1), INVALID_RESPONSE_DATA_ERROR, INVALID_RESPONSE_DATA_ERROR},
+    auto withHeader = [](const char* header) { return rdc::answer(duplexTree(1), {{}, header}); };
+    const std::tuple<const char*, std::string, int, int> cases[] = {
+        {"46 bytes cannot hold a tree", rdc::frame(std::string(43, '\0')), INSUFFICIENT_NPA_DATA_ERROR, NPA_NOT_PARSED},
+        {"length off by one", changed(2, static_cast<unsigned char>(good[2]) + 1), INVALID_RESPONSE_DATA_ERROR,
+         INVALID_RESPONSE_DATA_ERROR},
         {"bad start byte", changed(0, 0xA4), INVALID_RESPONSE_DATA_ERROR, INVALID_RESPONSE_DATA_ERROR},
         // Every key present, but the third brace group missing.
         {"header without leaf group", withHeader("P{ID:1,DT:1}C{NE:1,LD:2}"), INVALID_HEADER_INFO_ERROR, NPA_NOT_PARSED},
@@ -47,7 +48,7 @@ TEST(NpaFrame, BadFramesAndHeadersKeepTheirCodes) {
     for (const auto& [name, bytes, parsed, status] : cases) {
         SCOPED_TRACE(name);
         RDCDuplexParser parser;
-        Data answer = NpaAnswerBuilder::toData(bytes);
+        Data answer(bytes);
         EXPECT_EQ(parser.parseData(&answer, CMD_CONFIGURATION), parsed);
         int duplex = 5;
         EXPECT_EQ(parser.getDuplex(duplex), status);
@@ -59,39 +60,38 @@ TEST(NpaFrame, BadFramesAndHeadersKeepTheirCodes) {
 }
 
 TEST(NpaWalk, FindsTheDuplexLeafOnlyWhereItBelongs) {
-    NpaWidths wideId, noLeafLength;
-    wideId.id = 2;
-    noLeafLength.leafLength = 0;
-    const NpaAnswerBuilder plain;
-    NpaAnswerBuilder leafless(noLeafLength);
-    leafless.setHeaderString("P{ID:1,DT:1}C{NE:1,LD:2}L{}");
-    E unwanted = E::container(3, {E::integer(1, 99), E::text(2, "xx"), E::integer(3, 5)});
-    unwanted.withCount(200);  // only its length field matters
-    std::vector<std::tuple<std::string, NpaAnswerBuilder, NpaElement, int>> cases = {
+    Framing plain, wideId, leafless;
+    wideId.widths.id = 2;
+    leafless.widths.leafLength = 0;
+    leafless.header = "P{ID:1,DT:1}C{NE:1,LD:2}L{}";
+    // Only its length field matters.
+    E unwanted = rdc::withCount(T::node(3, {T::number(1, 99), T::text(2, "xx"), T::number(3, 5)}), 200);
+    std::vector<std::tuple<std::string, Framing, E, int>> cases = {
         {"no duplex leaf", plain, rdc::root({rdc::configuration({})}), -1},
-        {"string leaf", plain, inConfiguration(E::container(4, {E::text(1, "1")})), -1},
+        {"string leaf", plain, inConfiguration(T::node(4, {T::text(1, "1")})), -1},
         {"two", plain, duplexTree(2), 2},
         {"after an unwanted container and an unknown leaf", plain,
-         rdc::root({rdc::configuration({unwanted, E::leaf(9, 7, "\x01\x02\x03"), rdc::duplex(0)})}), 0},
+         rdc::root({rdc::configuration({unwanted, T::raw(9, 7, "\x01\x02\x03"), rdc::duplex(0)})}), 0},
         // Ids 0x0102, 0x0104 and 0x0101 read as 2, 4 and 1: the leaf is "1.2.4.1".
-        {"wide ids keep their low byte", NpaAnswerBuilder(wideId),
-         E::container(1, {E::container(0x0102, {E::container(0x0104, {E::integer(0x0101, 7)}),
-                                                E::container(0x0105, {E::integer(1, 3)})})}), 7},
-        {"wide id 0x0105 is not leaf 1", NpaAnswerBuilder(wideId),
-         E::container(1, {E::container(2, {E::container(0x0104, {E::integer(0x0105, 7)})})}), -1},
+        {"wide ids keep their low byte", wideId,
+         T::node(1, {T::node(0x0102, {T::node(0x0104, {T::number(0x0101, 7)}),
+                                                T::node(0x0105, {T::number(1, 3)})})}), 7},
+        {"wide id 0x0105 is not leaf 1", wideId,
+         T::node(1, {T::node(2, {T::node(0x0104, {T::number(0x0105, 7)})})}), -1},
         // A leaf then carries no value bytes, and the walk must still land on the next one.
-        {"no leaf lengths: integers read 0", leafless, inConfiguration(E::container(4, {E::leaf(1, 1, "")})), 0},
+        {"no leaf lengths: integers read 0", leafless, inConfiguration(T::node(4, {T::raw(1, 1, "")})), 0},
     };
     // Trays before the duplex leaf, with other field widths.
     const E trays = rdc::inputTrays({rdc::inputTray(1, 1, "Tray 1"), rdc::inputTray(2, 3, "Tray 3")});
-    for (const NpaWidths& w : {NpaWidths{4, 1, 4, 4, 1}, NpaWidths{1, 2, 1, 3, 4}, NpaWidths{8, 8, 8, 8, 8}}) {
-        cases.emplace_back(NpaAnswerBuilder::headerString(w), NpaAnswerBuilder(w),
+    for (const ContainerWidths& w :
+         {ContainerWidths{4, 1, 4, 4, 1}, ContainerWidths{1, 2, 1, 3, 4}, ContainerWidths{8, 8, 8, 8, 8}}) {
+        cases.emplace_back(ContainerTree::headerString(w).c_str(), Framing{w, std::nullopt},
                            rdc::root({rdc::configuration({trays, rdc::duplex(1)})}), 1);
     }
-    for (const auto& [name, builder, tree, expected] : cases) {
+    for (const auto& [name, framing, tree, expected] : cases) {
         SCOPED_TRACE(name);
         RDCDuplexParser parser;
-        parse(parser, tree, CMD_CONFIGURATION, builder);
+        parse(parser, tree, CMD_CONFIGURATION, framing);
         int duplex = 42;
         EXPECT_EQ(parser.getDuplex(duplex), 0);
         EXPECT_EQ(duplex, expected);
@@ -99,8 +99,8 @@ TEST(NpaWalk, FindsTheDuplexLeafOnlyWhereItBelongs) {
 }
 
 // Tray |tray| with one entry holding |leaves|.
-E trayEntry(uint64_t tray, std::vector<E> leaves) {
-    return E::container(tray, {E::container(5, {E::container(1, {E::container(1, std::move(leaves))})})});
+E trayEntry(int tray, std::vector<E> leaves) {
+    return T::node(tray, {T::node(5, {T::node(1, {T::node(1, std::move(leaves))})})});
 }
 
 TEST(RdcOptions, TraysInSequenceAndBinsAndFinishersWithTheirOwnRanges) {
@@ -114,11 +114,11 @@ TEST(RdcOptions, TraysInSequenceAndBinsAndFinishersWithTheirOwnRanges) {
          {{1, "T1"}}, 0, {}, {}},
         // A second name for the same id replaces the first.
         {"two names",
-         rdc::inputTrays({inputTray(1, 4, "T4"), trayEntry(2, {E::integer(1, 1), E::text(3, "A"), E::text(3, "B")})}),
+         rdc::inputTrays({inputTray(1, 4, "T4"), trayEntry(2, {T::number(1, 1), T::text(3, "A"), T::text(3, "B")})}),
          {{1, "B"}, {4, "T4"}}, 0, {}, {}},
-        {"name before id: filed under id 0", rdc::inputTrays({trayEntry(1, {E::text(3, "Early"), E::integer(1, 2)})}),
+        {"name before id: filed under id 0", rdc::inputTrays({trayEntry(1, {T::text(3, "Early"), T::number(1, 2)})}),
          {{0, "Early"}, {2, ""}}, 0, {}, {}},
-        {"invalid id, no name: nothing", rdc::inputTrays({trayEntry(1, {E::integer(1, 9)})}), {}, -1, {}, {}},
+        {"invalid id, no name: nothing", rdc::inputTrays({trayEntry(1, {T::number(1, 9)})}), {}, -1, {}, {}},
         {"bin 0 accepted, 17 not", rdc::outputUnits({outputUnit(1, 22, "Adv", {{0, "Z"}, {17, "Q"}})}), {}, -1, {{0, "Q"}},
          {{22, "Adv"}}},
         {"finisher 15 and 23 are ignored", rdc::outputUnits({outputUnit(1, 15, "Fifteen", {}), outputUnit(2, 23, "", {})}),
@@ -162,7 +162,7 @@ TEST(RdcSupply, BuildsOneRecordPerSupplyInOrder) {
     RDCGenInfoParser generalInfo;
     RDCSupplyParser parser(&generalInfo), none(&generalInfo);
     const E supplies = rdc::supplies({rdc::supply(1, black), rdc::supply(2, drum), rdc::supply(4, third)});
-    parse(parser, rdc::root({rdc::configuration({supplies, E::container(9, {E::integer(1, 77)})})}), CMD_SUPPLIES);
+    parse(parser, rdc::root({rdc::configuration({supplies, T::node(9, {T::number(1, 77)})})}), CMD_SUPPLIES);
     std::list<supplyInfo_*> records;
     EXPECT_EQ(parser.getSupplyInfo(records), 0);
     ASSERT_EQ(records.size(), 3u);
@@ -192,7 +192,7 @@ TEST(RocParser, EveryCountBytePassAddsTheSameRecord) {
     };
     for (const auto& [name, text, countByte, passes, record, expectedFlash] : cases) {
         SCOPED_TRACE(name);
-        Data answer = NpaAnswerBuilder::toData(rocAnswer(text, countByte));
+        Data answer(NpaAnswerBuilder::optionPacket(rdc::kOptionsRequest, text, countByte));
         ROCParser parser;
         ASSERT_EQ(parser.parseData(&answer, CMD_ROC), 0);
         EXPECT_EQ(parser.records(), RocRecords(passes, record));
@@ -203,7 +203,7 @@ TEST(RocParser, EveryCountBytePassAddsTheSameRecord) {
     // Six bytes are too few; the frame check itself is shared with the RDC parsers (NpaFrame above).
     ROCParser parser;
     int flash = -1;
-    Data six = NpaAnswerBuilder::toData(NpaAnswerBuilder::frame(NpaBytes(3, 0)));
+    Data six(rdc::frame(std::string(3, '\0')));
     EXPECT_EQ(parser.parseData(&six, CMD_ROC), INSUFFICIENT_NPA_DATA_ERROR);
     EXPECT_EQ(parser.getFLash(flash), NPA_NOT_PARSED);
     EXPECT_EQ(flash, -1);

@@ -1,7 +1,7 @@
 // Tests of the SNMP configuration parser: part names in an answer to fixed option ids.
 #include <gtest/gtest.h>
 
-#include "helpers/SNMPTestMessages.h"
+#include "helpers/SnmpAnswers.h"
 #include "parser/SNMPParser.h"
 
 namespace {
@@ -11,13 +11,12 @@ using Model = std::tuple<IdMap, IdMap, IdMap, std::vector<int>>;  // trays, bins
 
 // Parses an answer in which each name comes back under its own identifier.
 Model parse(const std::vector<std::string>& names) {
-    std::vector<snmptest::Binding> bindings;
+    std::vector<SnmpVarBind> bindings;
     for (const std::string& name : names) {
         const std::string oid = ".1.3.6.1.4.1.7707.6.3.1.1.8.1." + std::to_string(bindings.size() + 1);
-        bindings.push_back(snmptest::stringBinding(oid, name));
+        bindings.push_back(snmp_answers::text(oid, name));
     }
-    snmptest::Bytes message = snmptest::getResponse(bindings);
-    Data answer(message.data(), static_cast<int>(message.size()));
+    Data answer(snmp_answers::getResponse(bindings));
     SNMPParser parser;
     EXPECT_EQ(-1, parser.parseData(&answer, CMD_CONFIGURATION));  // -1 even on success
     Model m{{}, {}, {}, {99, 99, 99}};

@@ -44,17 +44,6 @@ TEST(PPDOptions, TraysBinsAndFinishersOutOfRange) {
                              {"DefaultOptDuplex", "InstalledM"}, {"DefaultFlash", "InstalledF"}}));
 }
 
-// Known states, and unknown duplex and flash states, show in the whole-program runs.
-TEST(PPDOptions, InvalidStatesAndAnUnknownManualFeederWriteNothing) {
-    PPDParser mapper;
-    PPDKeywordMap keywords;
-    EXPECT_EQ(mapper.setManualFeederOption(-1, keywords), -1);
-    EXPECT_EQ(mapper.setDuplexerOption(7, keywords) + mapper.setFlashOption(7, keywords) +
-                  mapper.setManualFeederOption(7, keywords),
-              -3);
-    EXPECT_TRUE(keywords.empty());
-}
-
 TEST(PPDSupplies, ReportsTheFourMarkerAttributesInThirtyTwoBitArithmetic) {
     std::vector<supplyInfo_> records = {record(1, "Black Toner", 1, 100, 40), record(42, "Hidden", 1, 100, 1),
                                         record(2, "Big", 5, 40000000, 30000000), record(3, "Other", 0, 100, 1)};

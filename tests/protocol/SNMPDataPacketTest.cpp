@@ -2,15 +2,16 @@
 #include <gtest/gtest.h>
 
 #include "helpers/DamagedAnswers.h"
-#include "helpers/SNMPTestMessages.h"
+#include "helpers/SnmpAnswers.h"
 #include "protocol/SNMPDataPacket.h"
 
-using namespace snmptest;
+using namespace snmp_answers;
+using Bytes = std::vector<unsigned char>;
 
 namespace {
 
 // Decodes from a heap copy of exactly the message's size: a sanitizer build reports overreads.
-std::map<std::string, std::string> decode(const Bytes& message, int expectedResult = 0) {
+std::map<std::string, std::string> decode(const std::string& message, int expectedResult = 0) {
     std::unique_ptr<unsigned char[]> copy(new unsigned char[message.size() + 1]);
     std::copy(message.begin(), message.end(), copy.get());
     SNMPDataPacket packet;
@@ -61,14 +62,14 @@ TEST(SNMPDataPacket, BuildsTheRequestWithTheOnePointThreeShortcutAndAOneByteRequ
 }
 
 TEST(SNMPDataPacket, KeysDecodedValuesByTheirText) {
-    const Binding tray = stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1");
+    const SnmpVarBind tray = text(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1");
     EXPECT_EQ(decode(getResponse({
                   tray,
-                  integerBinding(".1.3.6.1.2.1.43.5.1.1.2.1", 100000),  // four digits kept
-                  integerBinding(".1.3.6.1.2.1.43.5.1.1.3.1", 0xFF),    // read unsigned
-                  stringBinding(".1.3.6.1.4.1.123456.7", "Duplexor"),   // arc cut to four digits
-                  stringBinding(".1.3.6.1.2.1.43.9.2.1.7.1.1", std::string("Bin 1\0junk", 10)),
-                  stringBinding(".1.3.6.1.2.1.43.9.2.1.7.1.2", "Bin 1"),  // same value: last wins
+                  integer(".1.3.6.1.2.1.43.5.1.1.2.1", 100000),                   // four digits kept
+                  binding(".1.3.6.1.2.1.43.5.1.1.3.1", SnmpVarBind::kInteger, "\xFF"),  // read unsigned
+                  text(".1.3.6.1.4.1.123456.7", "Duplexor"),                      // arc cut to four digits
+                  text(".1.3.6.1.2.1.43.9.2.1.7.1.1", std::string("Bin 1\0junk", 10)),
+                  text(".1.3.6.1.2.1.43.9.2.1.7.1.2", "Bin 1"),  // same value: last wins
               })),
               (std::map<std::string, std::string>{{"Tray 1", ".1.3.6.1.2.1.43.8.2.1.13.1.1"},
                                                   {"1000", ".1.3.6.1.2.1.43.5.1.1.2.1"},
@@ -76,43 +77,55 @@ TEST(SNMPDataPacket, KeysDecodedValuesByTheirText) {
                                                   {"Duplexor", ".1.3.6.1.4.1.1234.7"},
                                                   {"Bin 1", ".1.3.6.1.2.1.43.9.2.1.7.1.2"}}));
     // An error status, or a PDU other than a GetResponse, decodes nothing.
-    Bytes getRequest = getResponse({tray});
-    getRequest[13] = 0xA0;  // the PDU tag after version and community
-    for (const Bytes& rejected : {getResponse({tray}, 2), getRequest}) {
+    std::string getRequest = getResponse({tray});
+    getRequest[13] = '\xA0';  // the PDU tag after version and community
+    for (const std::string& rejected : {getResponse({tray}, 2), getRequest}) {
         SNMPDataPacket other;
-        other.parsePDUGetResponse(rejected.data(), static_cast<int>(rejected.size()));
+        other.parsePDUGetResponse(reinterpret_cast<const unsigned char*>(rejected.data()),
+                                  static_cast<int>(rejected.size()));
         EXPECT_EQ(-1, other.getOptionAvailability("Tray 1"));
     }
 }
 
 TEST(SNMPDataPacket, SkipsValuesOfOtherTypesByTheirOwnLength) {
-    std::vector<Binding> bindings = {stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1")};
+    std::vector<SnmpVarBind> bindings = {text(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1")};
     // NULL, noSuchObject, noSuchInstance, endOfMibView, Counter32, Gauge, TimeTicks, an
     // identifier, and a string long enough for the long length form of its binding.
-    const std::pair<unsigned char, Bytes> others[] = {
-        {0x05, {}}, {0x80, {}}, {0x81, {}}, {0x82, {}}, {0x41, {1, 2, 3, 4}}, {0x42, {0x3B, 0x9A, 0xCA, 0x00}},
-        {0x43, {0, 0xFF, 0xFF, 0xFF}}, {0x06, oidContent(".1.3.6.1.4.1.99.1")}, {0x04, Bytes(200, 'x')}};
-    for (const auto& [tag, value] : others) bindings.push_back({".1.3.6.1.2.1.1.3.0", tag, value});
-    bindings.push_back(stringBinding(".1.3.6.1.2.1.43.13.4.1.10.1.2", "Duplexor"));
-    // Last, a binding whose length takes the long form without need, as some agents write it.
-    Bytes padded = {0x30, 0x82, 0x00, 0x0D, 0x06, 0x03, 0x2B, 0x06, 0x01, 0x04, 0x06, 'F', 'e', 'e', 'd', 'e', 'r'};
-    auto table = decode(getResponse(bindings, 0, padded));
+    const std::pair<unsigned char, std::string> others[] = {
+        {0x05, ""}, {0x80, ""}, {0x81, ""}, {0x82, ""}, {0x41, "\x01\x02\x03\x04"}, {0x42, "\x3B\x9A\xCA\x00"},
+        {0x43, std::string("\x00\xFF\xFF\xFF", 4)}, {0x06, SnmpMessage::encodeOid({1, 3, 6, 1, 4, 1, 99, 1}).substr(2)},
+        {0x04, std::string(200, 'x')}};
+    for (const auto& [tag, value] : others) bindings.push_back(binding(".1.3.6.1.2.1.1.3.0", tag, value));
+    bindings.push_back(text(".1.3.6.1.2.1.43.13.4.1.10.1.2", "Duplexor"));
+    // Last, a binding whose length takes the long form without need, as some agents write it:
+    // the message is re-wrapped around it, each enclosing length in the long form too.
+    const std::string padded = std::string("\x30\x82\x00\x0D\x06\x03\x2B\x06\x01\x04\x06", 11) + "Feeder";
+    std::string message = getResponse(bindings);
+    auto wrap = [](unsigned char tag, const std::string& content) {
+        return std::string(1, static_cast<char>(tag)) + "\x82" + static_cast<char>(content.size() >> 8) +
+               static_cast<char>(content.size() & 0xFF) + content;
+    };
+    // Version, community and the PDU's three integers keep their places; the list is rebuilt.
+    std::string list = message.substr(message.find(std::string("\x02\x01\x00\x02\x01\x00\x30", 7)) + 6);
+    list = list.substr(1 + (static_cast<unsigned char>(list[1]) & 0x80 ? 1 + (list[1] & 0x7F) : 1)) + padded;
+    std::string pdu = std::string("\x02\x01\x01\x02\x01\x00\x02\x01\x00", 9) + wrap(0x30, list);
+    auto table = decode(wrap(0x30, std::string("\x02\x01\x01\x04\x06opencm", 11) + wrap(0xA2, pdu)));
     EXPECT_EQ(1u, table.count("Tray 1"));
     EXPECT_EQ(".1.3.6.1.2.1.43.13.4.1.10.1.2", table["Duplexor"]);
     EXPECT_EQ(".1.3.6.1", table["Feeder"]);
 }
 
 TEST(SNMPDataPacket, TruncatedOrCorruptedAnswersDecodeNothingForeign) {
-    Bytes message = getResponse({
-        stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"),
-        integerBinding(".1.3.6.1.2.1.43.5.1.1.2.1", 7),
-        {".1.3.6.1.2.1.1.3.0", 0x43, {0x00, 0xFF, 0xFF, 0xFF}},
-        stringBinding(".1.3.6.1.2.1.43.8.2.1.13.1.2", "Tray 2"),
+    std::string message = getResponse({
+        text(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"),
+        integer(".1.3.6.1.2.1.43.5.1.1.2.1", 7),
+        binding(".1.3.6.1.2.1.1.3.0", 0x43, std::string("\x00\xFF\xFF\xFF", 4)),
+        text(".1.3.6.1.2.1.43.8.2.1.13.1.2", "Tray 2"),
     });
     const auto full = decode(message);
     ASSERT_EQ(3u, full.size());
     // Lengths that claim more than the datagram holds end the decode.
-    cfftest::feedDamaged(message, 5000, 3, [&full](const Bytes& bytes, bool cut) {
+    cfftest::feedDamaged(message, 5000, 3, [&full](const std::string& bytes, bool cut) {
         for (const auto& entry : decode(bytes)) {
             EXPECT_TRUE(!cut || full.count(entry.first)) << "cut at " << bytes.size() << ": " << entry.first;
         }

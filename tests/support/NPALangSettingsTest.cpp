@@ -14,7 +14,6 @@ TEST(NPALangSettings, LanguageIdFollowsAppleLangThenLangWholeLocaleFirst) {
         std::string localeLang;
     } cases[] = {
         {"ja", "de_DE.UTF-8", 9, "ja"},
-        {std::nullopt, "fr_CA", 3, "fr_CA"},
         {std::nullopt, "fr_FR.ISO-8859-1", 2, "fr_FR"},
         {std::nullopt, "zh_HK", 0, "zh_HK"},
         {std::nullopt, std::nullopt, 0, ""},

@@ -30,8 +30,12 @@ bool isOpen(int fd) {
 
 }  // namespace
 
-BackendServer::BackendServer(const DeviceProfile& profile, const SimulatorOptions& options)
-    : profile_(profile), options_(options), view_(profile) {}
+BackendServer::BackendServer(const DeviceProfile& profile, const SimulatorOptions& options, Responder* responder)
+    : profile_(profile),
+      options_(options),
+      view_(profile),
+      ownResponder_(responder ? nullptr : new PrinterResponder(profile, options, kDefaultPayload)),
+      responder_(responder ? responder : ownResponder_.get()) {}
 
 std::string BackendServer::discoveryLine(const DeviceProfile* profile, const std::string& uri) {
     if (profile == nullptr) {
@@ -142,11 +146,13 @@ bool BackendServer::serveSideChannel() const {
     return true;
 }
 
-int BackendServer::run(int inputFd) {
-    PrinterResponder responder(profile_, options_, kDefaultPayload);
+int BackendServer::run(int inputFd, int jobCopyFd) {
     NpaStreamReader reader;
     bool sideChannel = isOpen(kSideChannelFd);
     for (;;) {
+        if (responder_->exhausted() && isOpen(kBackChannelFd)) {
+            close(kBackChannelFd);
+        }
         struct pollfd fds[2] = {{inputFd, POLLIN, 0}, {kSideChannelFd, POLLIN, 0}};
         int count = poll(fds, sideChannel ? 2 : 1, -1);
         if (count < 0) {
@@ -173,8 +179,14 @@ int BackendServer::run(int inputFd) {
                 SimulatorLog::debug("end of job; %zu stray bytes skipped", reader.discarded());
                 return 0;
             }
+            if (jobCopyFd >= 0 && write(jobCopyFd, buffer, static_cast<size_t>(got)) != got) {
+                SimulatorLog::error("copying the job failed: %s", strerror(errno));
+            }
             for (const std::string& packet : reader.add(buffer, static_cast<size_t>(got))) {
-                writeBackChannel(responder.respond(NpaRequest::classify(packet)));
+                std::vector<std::string> packets = responder_->respond(NpaRequest::classify(packet));
+                if (!packets.empty()) {
+                    writeBackChannel(packets);
+                }
             }
         }
     }

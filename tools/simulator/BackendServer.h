@@ -4,10 +4,12 @@
 
 #include <cups/sidechannel.h>
 
+#include <memory>
 #include <string>
 
 #include "DeviceProfile.h"
 #include "MibView.h"
+#include "Responder.h"
 #include "SimulatorOptions.h"
 
 class BackendServer {
@@ -15,10 +17,14 @@ public:
     // Largest answer packet written at once: hosts read the back-channel 512 bytes at a time.
     static constexpr size_t kDefaultPayload = 512 - 5;
 
-    BackendServer(const DeviceProfile& profile, const SimulatorOptions& options);
+    // Packet requests go to |responder|, or to the printer |profile| describes when it is null;
+    // the side channel always answers from |profile|.
+    BackendServer(const DeviceProfile& profile, const SimulatorOptions& options, Responder* responder = nullptr);
 
-    // Serves until |inputFd| reaches its end. Returns 0, or -1 when reading it failed.
-    int run(int inputFd);
+    // Serves until |inputFd| reaches its end; a copy of every byte read from it goes to
+    // |jobCopyFd| unless that is -1. Closes the back-channel once the responder is exhausted.
+    // Returns 0, or -1 when reading the job failed.
+    int run(int inputFd, int jobCopyFd = -1);
 
     // The answer to one side-channel request: status and reply data.
     void answerSideChannel(cups_sc_command_t command, const std::string& data, cups_sc_status_t& status,
@@ -37,4 +43,6 @@ private:
     const DeviceProfile& profile_;
     const SimulatorOptions& options_;
     MibView view_;
+    std::unique_ptr<Responder> ownResponder_;
+    Responder* responder_;
 };

@@ -3,13 +3,14 @@
 
 namespace {
 
-// Appends |value| as a big-endian number of |width| bytes; false when it does not fit.
+// Appends |value| as a big-endian number of |width| bytes (zeros beyond the eighth); false
+// when it does not fit.
 bool appendNumber(std::string& out, unsigned long value, int width) {
     if (width < 8 && width >= 0 && value >> (8 * width) != 0) {
         return false;
     }
     for (int i = width - 1; i >= 0; --i) {
-        out.push_back(static_cast<char>((value >> (8 * i)) & 0xFF));
+        out.push_back(i < 8 ? static_cast<char>((value >> (8 * i)) & 0xFF) : '\0');
     }
     return true;
 }
@@ -42,6 +43,36 @@ ContainerTree::Element& ContainerTree::Element::string(int childId, const std::s
     return *this;
 }
 
+ContainerTree::Element ContainerTree::node(int id, std::vector<Element> children) {
+    Element element;
+    element.id = id;
+    element.children = std::move(children);
+    return element;
+}
+
+ContainerTree::Element ContainerTree::number(int id, long value) {
+    Element element;
+    element.id = id;
+    element.type = kInteger;
+    element.number = value;
+    return element;
+}
+
+ContainerTree::Element ContainerTree::text(int id, const std::string& value) {
+    Element element;
+    element.id = id;
+    element.type = kString;
+    element.text = value;
+    return element;
+}
+
+ContainerTree::Element ContainerTree::raw(int id, int type, const std::string& bytes) {
+    Element element = text(id, bytes);
+    element.type = type;
+    element.rawValue = true;
+    return element;
+}
+
 std::string ContainerTree::headerString(const ContainerWidths& widths) {
     // Every group after the first opens with two bytes; readers skip them by position.
     std::string header = "P{ID:" + std::to_string(widths.id) + ",DT:" + std::to_string(widths.type) +
@@ -54,8 +85,10 @@ std::string ContainerTree::headerString(const ContainerWidths& widths) {
 
 int ContainerTree::encode(const Element& element, const ContainerWidths& widths, std::string& out,
                           std::string& error) {
-    appendNumber(out, static_cast<unsigned long>(element.id) & ((1UL << (8 * widths.id)) - 1), widths.id);
-    appendNumber(out, element.type, widths.type);
+    // Ids wider than their field keep their low bytes.
+    unsigned long idMask = widths.id >= 8 ? ~0UL : (1UL << (8 * widths.id)) - 1;
+    appendNumber(out, static_cast<unsigned long>(element.id) & idMask, widths.id);
+    appendNumber(out, static_cast<unsigned long>(element.type), widths.type);
     if (element.type == kContainer) {
         std::string body;
         for (const Element& child : element.children) {
@@ -63,7 +96,9 @@ int ContainerTree::encode(const Element& element, const ContainerWidths& widths,
                 return -1;
             }
         }
-        if (!appendNumber(out, element.children.size(), widths.count)) {
+        unsigned long count = element.claimedCount >= 0 ? static_cast<unsigned long>(element.claimedCount)
+                                                         : element.children.size();
+        if (!appendNumber(out, count, widths.count)) {
             error = "element " + std::to_string(element.id) + " has too many children for its count field";
             return -1;
         }
@@ -79,7 +114,7 @@ int ContainerTree::encode(const Element& element, const ContainerWidths& widths,
         // A zero-width length field can only announce empty values.
         return 0;
     }
-    if (element.type == kInteger) {
+    if (element.type == kInteger && !element.rawValue) {
         // Integers travel as 32-bit two's complement, so negative levels keep their sign.
         appendNumber(value, static_cast<unsigned long>(element.number) & 0xFFFFFFFFUL, 4);
     } else {

@@ -37,7 +37,8 @@ void place(int from, int to) {
 
 }  // namespace
 
-int FilterRunner::run(const std::vector<std::string>& argv, const std::string& defaultUri, int relayFd) {
+int FilterRunner::run(const std::vector<std::string>& argv, const std::string& defaultUri, int relayFd,
+                      int jobCopyFd) {
     if (argv.empty()) {
         return 127;
     }
@@ -57,27 +58,30 @@ int FilterRunner::run(const std::vector<std::string>& argv, const std::string& d
     for (int fd : {backChannel[0], backChannel[1], sideChannel[0], sideChannel[1]}) {
         setNonBlocking(fd);
     }
-    if (getenv("DEVICE_URI") == nullptr) {
-        setenv("DEVICE_URI", defaultUri.c_str(), 1);
-    }
-
     pid_t backend = fork();
     if (backend == 0) {
+        // The copy's descriptor may be one of 0 to 4, which the channels take over.
+        int copy = jobCopyFd >= 0 ? fcntl(jobCopyFd, F_DUPFD_CLOEXEC, 10) : -1;
         int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
         place(job[0], 0);
         place(null, 1);
         place(backChannel[1], 3);
         place(sideChannel[1], 4);
-        for (int fd : {job[1], backChannel[0], sideChannel[0], errors[0], errors[1]}) {
+        // Only the placed copies stay open, so that closing fd 3 ends the host's reads.
+        for (int fd : {job[0], job[1], backChannel[0], backChannel[1], sideChannel[0], sideChannel[1], errors[0],
+                       errors[1]}) {
             close(fd);
         }
-        BackendServer server(profile_, options_);
-        _exit(server.run(0) == 0 ? 0 : 1);
+        BackendServer server(profile_, options_, responder_);
+        _exit(server.run(0, copy) == 0 ? 0 : 1);
     }
 
     pid_t filter = fork();
     if (filter == 0) {
         signal(SIGPIPE, SIG_DFL);
+        if (getenv("DEVICE_URI") == nullptr) {
+            setenv("DEVICE_URI", defaultUri.c_str(), 1);
+        }
         place(job[1], 1);
         place(errors[1], 2);
         place(backChannel[0], 3);

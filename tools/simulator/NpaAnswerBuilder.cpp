@@ -131,24 +131,34 @@ std::string NpaAnswerBuilder::optionText() const {
     return text;
 }
 
-int NpaAnswerBuilder::treeAnswer(const NpaRequest& request, const ContainerTree::Element& tree,
-                                 std::string& out, std::string& error) const {
+int NpaAnswerBuilder::treePacket(const std::string& request, const std::string& headerText,
+                                 const ContainerTree::Element& tree, const ContainerWidths& widths, std::string& out,
+                                 std::string& error) {
     // Payload bytes 5 to 11 repeat the command and are otherwise zero; the header text and
     // the tree follow at fixed offsets.
     std::string payload;
-    payload.push_back(static_cast<char>(byteAt(request.bytes, 5)));
-    payload.push_back(static_cast<char>(byteAt(request.bytes, 6)));
+    payload.push_back(static_cast<char>(byteAt(request, 5)));
+    payload.push_back(static_cast<char>(byteAt(request, 6)));
     payload.append(kHeaderStringOffset - kHeaderSize - 2, '\0');
-    payload += ContainerTree::headerString(profile_.widths);
-    if (ContainerTree::encode(tree, profile_.widths, payload, error) != 0) {
+    std::string header = headerText.substr(0, ContainerTree::kHeaderStringSize);
+    header.resize(ContainerTree::kHeaderStringSize, '\0');
+    payload += header;
+    if (ContainerTree::encode(tree, widths, payload, error) != 0) {
         return -1;
     }
     if (payload.size() + 2 > 0xFFFF) {
         error = "the answer is longer than a packet can announce";
         return -1;
     }
-    out = framePacket(request.bytes, 0, payload);
+    out = framePacket(request, 0, payload);
     return 0;
+}
+
+std::string NpaAnswerBuilder::optionPacket(const std::string& request, const std::string& text, int countByte) {
+    std::string payload;
+    payload.push_back(static_cast<char>(byteAt(request, 5)));
+    payload.push_back(static_cast<char>(countByte < 0 ? text.size() : static_cast<size_t>(countByte)));
+    return framePacket(request, 0, payload + text);
 }
 
 int NpaAnswerBuilder::answer(const NpaRequest& request, std::string& out, std::string& error) const {
@@ -157,21 +167,18 @@ int NpaAnswerBuilder::answer(const NpaRequest& request, std::string& out, std::s
         case NpaRequest::kLoopback:
             return 1;
         case NpaRequest::kConfiguration:
-            return treeAnswer(request, configurationTree(), out, error);
+            return treePacket(request.bytes, ContainerTree::headerString(profile_.widths), configurationTree(),
+                              profile_.widths, out, error);
         case NpaRequest::kSupplies:
             if (!profile_.acceptsLanguage(request.languageId)) {
                 out = failurePacket(request.bytes);
                 return 0;
             }
-            return treeAnswer(request, supplyTree(request.languageId), out, error);
-        case NpaRequest::kOptions: {
-            std::string text = optionText();
-            std::string payload;
-            payload.push_back(static_cast<char>(byteAt(request.bytes, 5)));
-            payload.push_back(static_cast<char>(text.size()));
-            out = framePacket(request.bytes, 0, payload + text);
+            return treePacket(request.bytes, ContainerTree::headerString(profile_.widths),
+                              supplyTree(request.languageId), profile_.widths, out, error);
+        case NpaRequest::kOptions:
+            out = optionPacket(request.bytes, optionText());
             return 0;
-        }
         case NpaRequest::kUnknown:
             break;
     }

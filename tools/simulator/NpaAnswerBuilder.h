@@ -30,6 +30,16 @@ public:
     // The option text ("FLASH:1; RAM:256;"), at most 255 bytes.
     std::string optionText() const;
 
+    // A one-packet answer to |request| carrying |tree| under |widths|, announced by
+    // |headerText| (padded with NULs or cut to its 34 bytes). Returns 0, or -1 with |error| set
+    // when the tree does not fit its fields or a packet.
+    static int treePacket(const std::string& request, const std::string& headerText,
+                          const ContainerTree::Element& tree, const ContainerWidths& widths, std::string& out,
+                          std::string& error);
+    // A one-packet answer to the option request |request| carrying |text|, with |countByte|
+    // as its length byte (the text's length when negative).
+    static std::string optionPacket(const std::string& request, const std::string& text, int countByte = -1);
+
     // A one-packet answer with only the failure flag and the echo byte of |request|.
     static std::string failurePacket(const std::string& request);
     // Cuts a one-packet answer into packets of at most |payloadSize| payload bytes each,
@@ -40,8 +50,6 @@ private:
     // Frames a payload that follows the 5-byte header as one packet answering |request|.
     static std::string framePacket(const std::string& request, unsigned char flags, const std::string& payload);
     void addGeneralInfo(ContainerTree::Element& root) const;
-    int treeAnswer(const NpaRequest& request, const ContainerTree::Element& tree, std::string& out,
-                   std::string& error) const;
 
     const DeviceProfile& profile_;
 };

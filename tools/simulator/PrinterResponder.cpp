@@ -1,4 +1,4 @@
-// PrinterResponder: decides what the simulated printer sends back for each packet request.
+// PrinterResponder: the printer a device profile describes, answering each packet request.
 #include "PrinterResponder.h"
 
 #include <chrono>

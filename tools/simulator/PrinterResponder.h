@@ -1,4 +1,4 @@
-// PrinterResponder: decides what the simulated printer sends back for each packet request.
+// PrinterResponder: the printer a device profile describes, answering each packet request.
 #pragma once
 
 #include <string>
@@ -7,9 +7,10 @@
 #include "DeviceProfile.h"
 #include "NpaAnswerBuilder.h"
 #include "NpaRequest.h"
+#include "Responder.h"
 #include "SimulatorOptions.h"
 
-class PrinterResponder {
+class PrinterResponder : public Responder {
 public:
     // |defaultPayload| is the payload size per packet when the options do not set one.
     PrinterResponder(const DeviceProfile& profile, const SimulatorOptions& options, size_t defaultPayload);
@@ -17,7 +18,7 @@ public:
     // The packets that answer |request|, in sending order; empty when it gets no answer
     // (mode command, loopback, or one of the requests to drop). Waits for the configured
     // delay before returning a non-empty answer.
-    std::vector<std::string> respond(const NpaRequest& request);
+    std::vector<std::string> respond(const NpaRequest& request) override;
     int requestsSeen() const { return requestsSeen_; }
 
 private:

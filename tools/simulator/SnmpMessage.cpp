@@ -200,13 +200,11 @@ std::string SnmpMessage::encode() const {
         switch (bind.tag) {
             case SnmpVarBind::kInteger:
             case SnmpVarBind::kCounter:
-                value = encodeInteger(bind.tag, bind.number);
-                break;
-            case SnmpVarBind::kOctetString:
-                value = element(bind.tag, bind.text);
+                // Content bytes given for a number go out as they are, as some agents write them.
+                value = bind.text.empty() ? encodeInteger(bind.tag, bind.number) : element(bind.tag, bind.text);
                 break;
             default:
-                value = element(bind.tag, std::string());
+                value = element(bind.tag, bind.text);
                 break;
         }
         list += element(0x30, encodeOid(bind.oid) + value);

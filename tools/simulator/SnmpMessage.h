@@ -17,9 +17,9 @@ struct SnmpVarBind {
         kEndOfMibView = 0x82,
     };
     MibView::Oid oid;
-    Tag tag = kNull;
+    Tag tag = kNull;            // any tag may be sent; these are the ones the agent uses
     long number = 0;
-    std::string text;
+    std::string text;           // content bytes: the string, or those of any other tag
 };
 
 class SnmpMessage {

@@ -16,10 +16,15 @@
 
 #include "NetworkFraming.h"
 #include "NpaRequest.h"
+#include "PrinterResponder.h"
 #include "SimulatorLog.h"
 
-UdpServer::UdpServer(const DeviceProfile& profile, const SimulatorOptions& options)
-    : options_(options), view_(profile), agent_(profile, view_), responder_(profile, options, kDefaultPayload) {}
+UdpServer::UdpServer(const DeviceProfile& profile, const SimulatorOptions& options, Responder* responder)
+    : options_(options),
+      view_(profile),
+      agent_(profile, view_),
+      ownResponder_(responder ? nullptr : new PrinterResponder(profile, options, kDefaultPayload)),
+      responder_(responder ? responder : ownResponder_.get()) {}
 
 UdpServer::~UdpServer() {
     if (npaSocket_ >= 0) {
@@ -149,7 +154,7 @@ void UdpServer::serveNpa(const std::atomic<bool>& stop) {
         SimulatorLog::debug("datagram of %zd bytes is too short for a request", got);
         return;
     }
-    std::vector<std::string> packets = responder_.respond(NpaRequest::classify(packet));
+    std::vector<std::string> packets = responder_->respond(NpaRequest::classify(packet));
     std::vector<uint16_t> order;
     for (size_t i = 0; i < packets.size(); ++i) {
         order.push_back(static_cast<uint16_t>(i));

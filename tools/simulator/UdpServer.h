@@ -4,12 +4,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "DeviceProfile.h"
 #include "MibView.h"
-#include "PrinterResponder.h"
+#include "Responder.h"
 #include "SimulatorOptions.h"
 #include "SnmpAgent.h"
 
@@ -22,7 +23,9 @@ public:
     // Raw print connections served at once; further ones wait in the listen queue.
     static constexpr size_t kMaxRawConnections = 8;
 
-    UdpServer(const DeviceProfile& profile, const SimulatorOptions& options);
+    // Packet requests go to |responder|, or to the printer |profile| describes when it is
+    // null; the SNMP agent always answers from |profile|.
+    UdpServer(const DeviceProfile& profile, const SimulatorOptions& options, Responder* responder = nullptr);
     ~UdpServer();
     UdpServer(const UdpServer&) = delete;
     UdpServer& operator=(const UdpServer&) = delete;
@@ -60,7 +63,8 @@ private:
     const SimulatorOptions& options_;
     MibView view_;
     SnmpAgent agent_;
-    PrinterResponder responder_;
+    std::unique_ptr<Responder> ownResponder_;
+    Responder* responder_;
     int npaSocket_ = -1;
     int snmpSocket_ = -1;
     int npaPort_ = -1;
