@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Sets up a fresh Debian machine, builds the filter and runs every check: (as root) the Debian
-# package's build, lintian check, installation and installed run; the whole suite again under
+# Sets up a fresh Debian machine, builds the filter (warnings are errors) and runs every check:
+# (as root) the Debian packages' build, lintian check, installation and installed runs (where
+# the packages are installed already, the installation part is skipped with a line saying so,
+# and everything else runs); the whole suite again under
 # AddressSanitizer, LeakSanitizer and UndefinedBehaviorSanitizer; a short run of every fuzz
 # target; then the whole test suite (unit, integration and end-to-end tests), whose summary
 # ends the output.
@@ -8,7 +10,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 bash scripts/setup.sh
-cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCFF_WERROR=ON >/dev/null
 cmake --build build -j"$(nproc)"
 
 if [ "$(id -u)" -eq 0 ]; then
