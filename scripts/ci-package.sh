@@ -57,11 +57,18 @@ trap cleanup EXIT
 trap "exit 130" INT TERM
 
 step "package dependencies"
-depends=$(dpkg-deb -f "$filter_deb" Depends)
-echo "commandfilefilter Depends: $depends"
-for library in libcups2 libusb-1.0-0 libavahi-compat-libdnssd1 cups-daemon; do
-  grep -Eq "(^|, )$library( |,|$)" <<<"$depends" || fail "the filter package does not depend on $library"
-done
+# The filter reaches USB printers through the backend's channels; only cffquery uses libusb.
+check_depends() { # check_depends DEB PACKAGE...
+  local deb=$1 depends
+  shift
+  depends=$(dpkg-deb -f "$deb" Depends)
+  echo "$(dpkg-deb -f "$deb" Package) Depends: $depends"
+  for package in "$@"; do
+    grep -Eq "(^|, )$package( |,|$)" <<<"$depends" || fail "$(basename "$deb") does not depend on $package"
+  done
+}
+check_depends "$filter_deb" libcups2 libavahi-compat-libdnssd1 cups-daemon
+check_depends "$tools_deb" libcups2 libusb-1.0-0
 
 step "apt-get install --no-install-recommends (both packages)"
 DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
@@ -86,8 +93,10 @@ done
 ldd /usr/lib/cups/filter/commandfilefilter /usr/bin/cffquery /usr/bin/cffsim | grep 'not found' \
   && fail "an installed program lacks a shared library (see above)"
 ldd /usr/lib/cups/filter/commandfilefilter | grep -E 'lib(cups|usb|dns_sd)'
-bash packaging/tests/check-linking.sh /usr/lib/cups/filter/commandfilefilter \
+bash packaging/tests/check-linking.sh /usr/lib/cups/filter/commandfilefilter libdns_sd.so.1 -libusb-1.0.so.0 \
   || fail "the installed filter is not linked as it must be (above)"
+bash packaging/tests/check-linking.sh /usr/bin/cffquery libusb-1.0.so.0 \
+  || fail "the installed cffquery is not linked as it must be (above)"
 
 step "installed filter against the installed simulator over the USB path (basic-mono)"
 printf '#CUPS-COMMAND\nAutoConfigure\nReportLevels\n' >"$work/commands"

@@ -1,15 +1,20 @@
 #!/usr/bin/env bash
-# Checks how a program is linked: the loader maps the shared libcups, libusb-1.0 and the DNS-SD
-# library (so that their updates reach the program and the package's dependencies name them),
-# and the program defines none of libcups' functions itself.
-# Usage: check-linking.sh PROGRAM
+# Checks how a program is linked: the loader maps the shared libcups and each LIBRARY given (so
+# that their updates reach the program and the package's dependencies name them), maps no
+# library given as -LIBRARY, and the program defines none of libcups' functions itself.
+# Usage: check-linking.sh PROGRAM [LIBRARY | -LIBRARY]...
 set -euo pipefail
 program=$1
+shift
 failed=0
 
 listing=$(LD_TRACE_LOADED_OBJECTS=1 "$program")
-for library in libcups.so.2 libusb-1.0.so.0 libdns_sd.so.1; do
-  if ! awk -v l="$library" '$1 == l && $3 ~ /^\// { found = 1 } END { exit !found }' <<<"$listing"; then
+for library in libcups.so.2 "$@"; do
+  mapped=0
+  awk -v l="${library#-}" '$1 == l && $3 ~ /^\// { found = 1 } END { exit !found }' <<<"$listing" && mapped=1
+  if [ "${library:0:1}" = - ] && [ $mapped = 1 ]; then
+    echo "the loader maps ${library#-} for $program, which must not need it:"; echo "$listing"; failed=1
+  elif [ "${library:0:1}" != - ] && [ $mapped = 0 ]; then
     echo "the loader does not map $library for $program:"; echo "$listing"; failed=1
   fi
 done
