@@ -31,19 +31,24 @@ for package in commandfilefilter commandfilefilter-tools; do
 done
 
 work=$(mktemp -d)
-installed_before=$work/installed-before
-dpkg-query -W -f='${binary:Package}\n' | sort >"$installed_before"
+# The packages that this run's installation unpacked (its own and the dependencies it pulled
+# in), from apt's log: only these are purged again. Other programs may install packages on
+# this machine meanwhile; those stay.
+added=$work/added
+: >"$added"
 
-# Leaves the machine as it was: purges the packages and whatever their installation added.
+# Leaves the machine as it was: purges what this run installed.
 cleanup() {
   local status=$?
-  local added=()
-  mapfile -t added < <(comm -13 "$installed_before" <(dpkg-query -W -f='${binary:Package}\n' | sort))
-  if [ ${#added[@]} -gt 0 ]; then
-    step "apt-get purge ${added[*]}"
-    DEBIAN_FRONTEND=noninteractive apt-get purge -y -qq -o DPkg::Lock::Timeout=300 "${added[@]}" \
+  local purge=() package
+  while read -r package; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q ' installed$' && purge+=("$package")
+  done < <(sort -u "$added")
+  if [ ${#purge[@]} -gt 0 ]; then
+    step "apt-get purge ${purge[*]}"
+    DEBIAN_FRONTEND=noninteractive apt-get purge -y -qq -o DPkg::Lock::Timeout=300 "${purge[@]}" \
       >"$work/purge.log" 2>&1 \
-      || { cat "$work/purge.log" >&2; echo "ci-package.sh: could not purge ${added[*]}" >&2; status=1; }
+      || { cat "$work/purge.log" >&2; echo "ci-package.sh: could not purge ${purge[*]}" >&2; status=1; }
   fi
   for path in /usr/lib/cups/filter/commandfilefilter /usr/bin/cffquery /usr/bin/cffsim \
               /usr/share/commandfilefilter /usr/share/ppd/commandfilefilter; do
@@ -71,9 +76,13 @@ check_depends "$filter_deb" libcups2 libavahi-compat-libdnssd1 cups-daemon
 check_depends "$tools_deb" libcups2 libusb-1.0-0
 
 step "apt-get install --no-install-recommends (both packages)"
+printf '%s\n' commandfilefilter commandfilefilter-tools >"$added"
+status=0
 DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
-  -o DPkg::Lock::Timeout=300 "$filter_deb" "$tools_deb" >"$work/apt.log" 2>&1 \
-  || { cat "$work/apt.log" >&2; fail "apt-get could not install the packages"; }
+  -o DPkg::Lock::Timeout=300 "$filter_deb" "$tools_deb" >"$work/apt.log" 2>&1 || status=$?
+sed -n 's/^Unpacking \([^ :]*\).*/\1/p' "$work/apt.log" >>"$added"
+[ $status -eq 0 ] || { cat "$work/apt.log" >&2; fail "apt-get could not install the packages"; }
+echo "installed: $(sort -u "$added" | tr '\n' ' ')"
 for package in commandfilefilter commandfilefilter-tools; do
   dpkg-query -W -f='${Status}\n' "$package" | grep -qx 'install ok installed' \
     || fail "dpkg does not list $package as installed"
