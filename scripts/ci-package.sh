@@ -72,7 +72,9 @@ check_depends() { # check_depends DEB PACKAGE...
     grep -Eq "(^|, )$package( |,|$)" <<<"$depends" || fail "$(basename "$deb") does not depend on $package"
   done
 }
-check_depends "$filter_deb" libcups2 libavahi-compat-libdnssd1 cups-daemon
+# dnssd:// queues: the DNS-SD library resolves the service to a host name in .local, which
+# the filter then looks up through NSS; without nss-mdns such a queue reports nothing.
+check_depends "$filter_deb" libcups2 libavahi-compat-libdnssd1 libnss-mdns cups-daemon
 check_depends "$tools_deb" libcups2 libusb-1.0-0
 
 step "apt-get install --no-install-recommends (both packages)"
