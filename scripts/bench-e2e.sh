@@ -6,8 +6,10 @@
 # Each row runs the filter RUNS times and prints the median wall time, the waits the
 # dialogue has to sit out (the floor), CPU time (user+sys) and peak RSS of the filter
 # process alone, next to snmpget asking the same objects of the same agent and the
-# spooler's own command filter running a command file. Uses the release build in build/
-# (override with BUILD=dir): commandfilefilter, cffsim, cff_fake_uname, cff_snmp_oids, cff_measure.
+# spooler's own command filter running a command file, and next to the floor: a C++ program
+# that only reads the command file with the shared libcups. Uses the release build in build/
+# (override with BUILD=dir): commandfilefilter, cffsim, cff_fake_uname, cff_snmp_oids, cff_measure,
+# cff_command_file_reader.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -37,8 +39,9 @@ export SIM=$root/$build/tools/simulator/cffsim
 export MEASURE=$root/$build/bench/cff_measure
 export PROFILE=$root/tools/simulator/profiles/color-finisher.yaml
 shim=$root/$build/tests/libcff_fake_uname.so
-for f in "$FILTER" "$SIM" "$shim" "$MEASURE" "$root/$build/bench/cff_snmp_oids"; do
-  [ -x "$f" ] || [ -f "$f" ] || { echo "missing $f: build commandfilefilter cffsim cff_fake_uname cff_snmp_oids cff_measure" >&2; exit 1; }
+reader=$root/$build/bench/cff_command_file_reader
+for f in "$FILTER" "$SIM" "$shim" "$MEASURE" "$root/$build/bench/cff_snmp_oids" "$reader"; do
+  [ -x "$f" ] || [ -f "$f" ] || { echo "missing $f: build commandfilefilter cffsim cff_fake_uname cff_snmp_oids cff_measure cff_command_file_reader" >&2; exit 1; }
 done
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -59,6 +62,7 @@ for i in $(seq "$runs"); do
   PPD=$work/bench.ppd "$MEASURE" "$work/commandtops" /usr/lib/cups/filter/commandtops 1 u t 1 "" "$work/levels.cmd" >/dev/null 2>&1
   printf '#CUPS-COMMAND\n' >"$work/empty.cmd"
   "$MEASURE" "$work/startup" "$FILTER" 1 u t 1 "" "$work/empty.cmd" >/dev/null 2>&1
+  "$MEASURE" "$work/floor" "$reader" 1 u t 1 "" "$work/levels.cmd" >/dev/null 2>&1
   "$MEASURE" "$work/true" /bin/true >/dev/null 2>&1
 done
 unshare -n "$0" --in-netns "$runs" "$work"
@@ -76,6 +80,7 @@ rows = [
     ("snmpget", "snmpget, the same 63 objects, same agent", 0.0),
     ("commandtops", "commandtops, ReportLevels command file", 0.0),
     ("startup", "filter, command file without commands (start-up cost)", 0.0),
+    ("floor", "C++ program reading the command file with the shared libcups (floor)", 0.0),
     ("true", "/bin/true (the cost of starting any process here)", 0.0),
 ]
 def medians(name):
@@ -88,16 +93,20 @@ def medians(name):
             statistics.median(int(s[2]) for s in samples) / 1024.0,
             ",".join(sorted(set(s[3] for s in samples))))
 reference = medians("commandtops")
+floor_program = medians("floor")
 print("| path | runs | floor ms | wall ms (median) | wall - floor ms | CPU ms (median) | peak RSS MiB (median) "
-      "| CPU / commandtops | RSS / commandtops | exit |")
-print("|---|---|---|---|---|---|---|---|---|---|")
+      "| CPU / commandtops | RSS / commandtops | CPU / C++ floor | RSS / C++ floor | exit |")
+print("|---|---|---|---|---|---|---|---|---|---|---|---|")
 for name, what, floor in rows:
     m = medians(name)
     if m is None:
-        print("| %s | 0 | | | | | | | | missing |" % what)
+        print("| %s | 0 | | | | | | | | | | missing |" % what)
         continue
     count, wall, cpu, rss, codes = m
-    ratios = ("%.2f" % (cpu / reference[2]), "%.2f" % (rss / reference[3])) if reference else ("", "")
-    print("| %s | %d | %.0f | %.1f | %.1f | %.2f | %.1f | %s | %s | %s |" % (
-        what, count, floor * 1000, wall * 1000, (wall - floor) * 1000, cpu * 1000, rss, ratios[0], ratios[1], codes))
+    def ratio(base, value, index):
+        return "%.2f" % (value / base[index]) if base else ""
+    print("| %s | %d | %.0f | %.1f | %.1f | %.2f | %.1f | %s | %s | %s | %s | %s |" % (
+        what, count, floor * 1000, wall * 1000, (wall - floor) * 1000, cpu * 1000, rss,
+        ratio(reference, cpu, 2), ratio(reference, rss, 3), ratio(floor_program, cpu, 2), ratio(floor_program, rss, 3),
+        codes))
 PY

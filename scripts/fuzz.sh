@@ -19,7 +19,7 @@ targets=${FUZZ_TARGETS:-"npa_packet npa_network npa_container roc snmp_response 
 build=build-fuzz
 
 mkdir -p "$build"
-if ! { cmake -S . -B "$build" -DCFF_FUZZ=ON -DCFF_BUILD_TESTS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+if ! { cmake -S . -B "$build" -DCFF_FUZZ=ON -DCFF_WERROR=ON -DCFF_BUILD_TESTS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo \
          -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ &&
        cmake --build "$build" --target cff_fuzz -j"$(nproc)"; } >"$build/build.log" 2>&1; then
   tail -40 "$build/build.log"

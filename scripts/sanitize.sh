@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 build=build-asan
-cmake -S . -B "$build" -DCFF_SANITIZE=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake -S . -B "$build" -DCFF_SANITIZE=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCFF_WERROR=ON >/dev/null
 cmake --build "$build" -j"$(nproc)"
 
 # Inherited by every process the tests start (the filter, the simulator, re-executions under

@@ -6,14 +6,13 @@ set -euo pipefail
 packages=(
   build-essential cmake pkg-config git
   libcups2-dev libavahi-compat-libdnssd-dev libusb-1.0-0-dev
-  libgnutls28-dev libavahi-client-dev libkrb5-dev zlib1g-dev   # what libcups.a refers to
   libgtest-dev libgmock-dev libbenchmark-dev libyaml-cpp-dev
   clang libclang-rt-14-dev
   cups cups-daemon cups-client cups-ipp-utils cups-core-drivers cups-bsd
   avahi-daemon avahi-utils dbus libnss-mdns
   snmpd snmp iproute2 procps time
   umockdev libsnmp-dev
-  dpkg-dev lintian man-db groff-base
+  dpkg-dev debhelper lintian man-db groff-base
 )
 
 if [ "$(id -u)" -ne 0 ]; then

@@ -6,11 +6,29 @@
 #include <cstring>
 #include <vector>
 
-#include "connection/LibusbPlatform.h"
 #include "connection/UsbPlatform.h"
 #include "support/Logger.h"
 
 namespace {
+
+// The system's platform in a program that set none: USB cannot be reached.
+class NoUsbPlatform : public UsbPlatform {
+public:
+    int listDevices(std::vector<UsbDeviceProperties>& devices) override {
+        devices.clear();
+        return kUsbNotAvailable;
+    }
+    int matchDevices(int, int, std::vector<std::unique_ptr<UsbDeviceEntry>>& entries) override {
+        entries.clear();
+        return kUsbNotAvailable;
+    }
+    std::string setupError() const override { return "this program has no USB access"; }
+};
+
+USBConnection::PlatformMaker& systemPlatformMaker() {
+    static USBConnection::PlatformMaker maker = nullptr;
+    return maker;
+}
 
 constexpr int kStatusFailure = -1;
 constexpr int kStatusNotOpened = 10;
@@ -79,9 +97,13 @@ USBConnection::~USBConnection() {
     }
 }
 
+void USBConnection::setSystemPlatformMaker(PlatformMaker maker) { systemPlatformMaker() = maker; }
+
 UsbPlatform* USBConnection::platform() {
     if (platform_ == nullptr) {
-        ownedPlatform_ = std::make_unique<LibusbPlatform>();
+        PlatformMaker maker = systemPlatformMaker();
+        ownedPlatform_ = maker != nullptr ? maker() : nullptr;
+        if (ownedPlatform_ == nullptr) ownedPlatform_ = std::make_unique<NoUsbPlatform>();
         platform_ = ownedPlatform_.get();
     }
     return platform_;

@@ -20,6 +20,13 @@ public:
     USBConnection(std::string uri, UsbPlatform* platform);
     ~USBConnection() override;
 
+    // Makes the platform that connections built without one use. Programs that talk to USB
+    // devices themselves set it (cffquery sets libusb's); without it such connections find no
+    // device. The filter reaches USB printers only through the backend's channels, so it
+    // leaves this unset and does not load the USB library.
+    using PlatformMaker = std::unique_ptr<UsbPlatform> (*)();
+    static void setSystemPlatformMaker(PlatformMaker maker);
+
     // Finds the printer and opens its print interface: 0, -1 when it is not attached,
     // 10 when it cannot be opened.
     int doOpen() override;
@@ -55,7 +62,7 @@ public:
     uint8_t getWritePipe() const { return writePipe_; }
 
 private:
-    // The platform in use: the given one, or the system's, created on first use.
+    // The platform in use: the given one, or the system's, made on first use.
     UsbPlatform* platform();
 
     std::string deviceURI_;
