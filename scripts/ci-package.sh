@@ -112,7 +112,8 @@ bash packaging/tests/check-linking.sh /usr/bin/cffquery libusb-1.0.so.0 \
 step "installed filter against the installed simulator over the USB path (basic-mono)"
 printf '#CUPS-COMMAND\nAutoConfigure\nReportLevels\n' >"$work/commands"
 expected='PPD: DefaultDuplex=None DefaultEnvFeeder=NotInstalledM DefaultFlash=NotInstalledF DefaultOptDuplex=NotInstalledM DefaultOptOutputBins=StandardBin DefaultOutputFinisher=NotInstalledM DefaultTrays=Tray1 
-ATTR: marker-colors=#000000,#000000 marker-levels=40,75 marker-names='"'"'"Black Toner"'"'"','"'"'"Drum"'"'"' marker-types=toner,opc '
+ATTR: marker-colors=#000000,#000000 marker-levels=40,75 marker-names='"'"'"Black Toner"'"'"','"'"'"Drum"'"'"' marker-types=toner,opc 
+STATE: -toner-low-report,toner-empty-warning,marker-supply-low-report,marker-supply-empty-warning,opc-near-eol-report,opc-life-over-warning'
 # A private TMPDIR, so that a diagnostic log switched on by /tmp/startlog lands in scratch space.
 status=0
 output=$(cd "$work" && TMPDIR=$work timeout 60 /usr/bin/cffsim run-filter \

@@ -68,7 +68,8 @@ echo "== cupstestppd with the packaged filter in place"
 root=$(mktemp -d)
 trap 'rm -rf "$root"' EXIT
 dpkg-deb -x "$filter_deb" "$root"
-cupstestppd -R "$root" "$root/usr/share/ppd/commandfilefilter/commandfilefilter.ppd" \
-  || fail "cupstestppd rejects the package's PPD"
+for ppd in "$root"/usr/share/ppd/commandfilefilter/*.ppd; do
+  cupstestppd -R "$root" "$ppd" || fail "cupstestppd rejects the package's PPD ${ppd##*/}"
+done
 
 echo "== packages: $changes"
