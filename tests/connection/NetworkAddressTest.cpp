@@ -1,17 +1,13 @@
 // Tests of whom the network connection talks to: the printer's address only, IPv6, several addresses.
 #include <gtest/gtest.h>
-#include <arpa/inet.h>
 #include <netdb.h>
-#include <poll.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <mutex>
-#include <thread>
+#include <future>
 #include <vector>
 
 #include "connection/NetworkConnection.h"
 #include "helpers/TestUtil.h"
+#include "helpers/UdpPeer.h"
 #include "protocol/Protocol.h"
 
 using namespace cfftest;
@@ -34,120 +30,34 @@ struct PortProtocol : Protocol {
     int doRequest(Data*, Data&) override { return -1; }
 };
 
-// A UDP socket bound to |address| (IPv4 or IPv6 text) and port 0; -1 on failure.
-int boundSocket(const std::string& address, int& port) {
-    sockaddr_storage local{};
-    socklen_t length;
-    auto* v4 = reinterpret_cast<sockaddr_in*>(&local);
-    auto* v6 = reinterpret_cast<sockaddr_in6*>(&local);
-    if (inet_pton(AF_INET, address.c_str(), &v4->sin_addr) == 1) {
-        v4->sin_family = AF_INET, length = sizeof(*v4);
-    } else if (inet_pton(AF_INET6, address.c_str(), &v6->sin6_addr) == 1) {
-        v6->sin6_family = AF_INET6, length = sizeof(*v6);
-    } else {
-        return -1;
-    }
-    int fd = socket(local.ss_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&local), length) != 0 ||
-        getsockname(fd, reinterpret_cast<sockaddr*>(&local), &length) != 0) {
-        if (fd >= 0) close(fd);
-        return -1;
-    }
-    port = ntohs(local.ss_family == AF_INET ? v4->sin_port : v6->sin6_port);
-    return fd;
+// Waits up to 3 s until |peer| has received |count| datagrams.
+void awaitDatagrams(const UdpPeer& peer, size_t count) {
+    for (int waited = 0; waited < 300 && peer.received().size() < count; ++waited) usleep(10000);
 }
-
-// A printer at |address| that answers its first request with scripted datagrams: from its own
-// socket, from a second socket of its address (another port), or from a stranger at 127.0.0.2.
-// It records what its two sockets receive, as "main:TEXT" or "other:TEXT".
-class ScriptedPrinter {
-public:
-    enum From { kPrinter, kOtherPort, kStranger };
-    struct Reply {
-        From from;
-        std::string text;
-        int repeat = 1, everyMs = 0;
-    };
-
-    ScriptedPrinter(const std::string& address, std::vector<Reply> replies) {
-        int ignored;
-        sockets_[kPrinter] = boundSocket(address, port_);
-        sockets_[kOtherPort] = boundSocket(address, ignored);
-        sockets_[kStranger] = address.find(':') == std::string::npos ? boundSocket("127.0.0.2", ignored) : -1;
-        if (!ok()) return;
-        thread_ = std::thread([this, replies = std::move(replies)] { serve(replies); });
-    }
-    ~ScriptedPrinter() {
-        stop_ = true;
-        if (thread_.joinable()) thread_.join();
-        for (int fd : sockets_) if (fd >= 0) close(fd);
-    }
-    bool ok() const { return sockets_[kPrinter] >= 0 && sockets_[kOtherPort] >= 0; }
-    int port() const { return port_; }
-    std::vector<std::string> received() const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return received_;
-    }
-
-private:
-    void serve(const std::vector<Reply>& replies) {
-        bool answered = false;
-        while (!stop_) {
-            pollfd fds[2] = {{sockets_[kPrinter], POLLIN, 0}, {sockets_[kOtherPort], POLLIN, 0}};
-            if (poll(fds, 2, 20) <= 0) continue;
-            for (int i = 0; i < 2; ++i) {
-                if (!(fds[i].revents & POLLIN)) continue;
-                char buffer[2048];
-                sockaddr_storage sender;
-                socklen_t length = sizeof(sender);
-                ssize_t count = recvfrom(fds[i].fd, buffer, sizeof buffer, 0, reinterpret_cast<sockaddr*>(&sender), &length);
-                if (count < 0) continue;
-                {
-                    std::lock_guard<std::mutex> lock(mutex_);
-                    received_.push_back((i == 0 ? "main:" : "other:") + std::string(buffer, size_t(count)));
-                }
-                if (i != 0 || std::exchange(answered, true)) continue;
-                for (const Reply& reply : replies) {
-                    for (int n = 0; n < reply.repeat && !stop_; ++n) {
-                        if (n > 0) std::this_thread::sleep_for(std::chrono::milliseconds(reply.everyMs));
-                        sendto(sockets_[reply.from], reply.text.data(), reply.text.size(), 0,
-                               reinterpret_cast<sockaddr*>(&sender), length);
-                    }
-                }
-            }
-        }
-    }
-
-    int sockets_[3] = {-1, -1, -1};
-    int port_ = 0;
-    std::atomic<bool> stop_{false};
-    std::thread thread_;
-    mutable std::mutex mutex_;
-    std::vector<std::string> received_;
-};
-
-using P = ScriptedPrinter;
 
 // Only datagrams from the printer's address are answers; the port they come from becomes the
 // peer for the acknowledgement; datagrams from elsewhere do not lengthen the wait.
 TEST(NetworkAnswers, OnlyThePrintersAddressIsHeardAndStrangersDoNotLengthenTheWait) {
     RUN_IN_PRIVATE_NETWORK_WITH_HOSTS();
     NetworkConnection::setReadGraceMicroseconds(300000);
+    enum From { kPrinter, kOtherPort, kStranger };
     struct Case {
         const char* name;
-        std::vector<P::Reply> replies;
-        const char* answer;  // null: the read times out
-        const char* ackedAt;
+        std::vector<std::pair<From, const char*>> replies;
+        int strangerRepeats;  // forged datagrams every 50 ms while the connection waits
+        const char* answer;   // null: the read times out
+        From acked;
     } cases[] = {
-        {"stranger first", {{P::kStranger, "forged"}, {P::kPrinter, "answer"}}, "answer", "main:ack"},
-        {"printer answers from another port", {{P::kOtherPort, "answer"}}, "answer", "other:ack"},
-        // Strangers every 50 ms for 1.5 s: a wait restarted by each would outlast them.
-        {"only strangers", {{P::kStranger, "forged", 30, 50}}, nullptr, "main:ack"},
+        {"stranger first", {{kStranger, "forged"}, {kPrinter, "answer"}}, 0, "answer", kPrinter},
+        {"printer answers from another port", {{kOtherPort, "answer"}}, 0, "answer", kOtherPort},
+        // For 1.5 s: a wait restarted by each would outlast them.
+        {"only strangers", {}, 30, nullptr, kPrinter},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        ScriptedPrinter printer("127.0.0.1", c.replies);
-        ASSERT_TRUE(printer.ok());
+        UdpPeer printer, otherPort, stranger({}, "127.0.0.2");
+        const UdpPeer* from[] = {&printer, &otherPort, &stranger};
+        ASSERT_TRUE(printer.ok() && otherPort.ok() && stranger.ok());
         PortProtocol protocol(printer.port());
         NetworkConnection connection("socket://127.0.0.1/", {});
         connection.setProtocol(&protocol);
@@ -155,13 +65,20 @@ TEST(NetworkAnswers, OnlyThePrintersAddressIsHeardAndStrangersDoNotLengthenTheWa
         Data request(std::string("request")), answer, ack(std::string("ack"));
         ASSERT_EQ(connection.doOpen(), 0);
         ASSERT_EQ(connection.doWrite(&request), 0);
+        awaitDatagrams(printer, 1);
+        for (const auto& [sender, datagram] : c.replies) from[sender]->sendToSenderOf(printer, datagram);
+        auto strangers = std::async(std::launch::async, [&] {
+            for (int n = 0; n < c.strangerRepeats; ++n, usleep(50000)) stranger.sendToSenderOf(printer, "forged");
+        });
         auto start = now();
         EXPECT_EQ(connection.doRead(answer), c.answer ? 0 : -1);
         EXPECT_LT(secondsSince(start), 1.0);
         EXPECT_EQ(text(answer), c.answer ? c.answer : "");
+        strangers.wait();
         ASSERT_EQ(connection.doWrite(&ack), 0);
-        for (int waited = 0; waited < 300 && printer.received().size() < 2; ++waited) usleep(10000);
-        EXPECT_EQ(printer.received(), (std::vector<std::string>{"main:request", c.ackedAt}));
+        awaitDatagrams(*from[c.acked], c.acked == kPrinter ? 2 : 1);
+        EXPECT_EQ(printer.received().back(), c.acked == kPrinter ? "ack" : "request");
+        EXPECT_EQ(otherPort.received(), std::vector<std::string>(c.acked == kOtherPort, "ack"));
     }
     NetworkConnection::setReadGraceMicroseconds(250000);
 }
@@ -193,7 +110,7 @@ TEST(NetworkAddresses, EachAddressOfTheHostIsTriedInLookupOrderUntilThePrinterAn
         {"::1", "socket://[::1]:9100/"}, {"::1", "socket://cff-dual/"}, {"127.0.0.1", "socket://cff-dual:9100/"}};
     for (const auto& [listening, uri] : cases) {
         SCOPED_TRACE(std::string(uri) + ", printer at " + listening);
-        ScriptedPrinter printer(listening, {{P::kPrinter, "answer"}});
+        UdpPeer printer({{"answer"}}, listening);
         ASSERT_TRUE(printer.ok());
         PortProtocol protocol(printer.port());
         NetworkConnection connection(uri, {});
@@ -206,7 +123,7 @@ TEST(NetworkAddresses, EachAddressOfTheHostIsTriedInLookupOrderUntilThePrinterAn
         ASSERT_EQ(connection.doRead(answer), 0);
         EXPECT_LT(secondsSince(start), 1.0);  // a refusal is not waited out
         EXPECT_EQ(text(answer), "answer");
-        EXPECT_EQ(printer.received(), std::vector<std::string>{"main:request"});
+        EXPECT_EQ(printer.received(), std::vector<std::string>{"request"});
     }
 }
 

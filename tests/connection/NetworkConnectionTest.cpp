@@ -93,6 +93,24 @@ TEST(NetworkConnection, ExchangesDatagramsOnTheProtocolPortShortensWaitsAndCutsL
     NetworkConnection::setReadGraceMicroseconds(250000);
 }
 
+// A late datagram still counts for a quarter of a second after the whole seconds run out.
+TEST(NetworkReadWait, SilentPeerIsGivenTheWholeSecondsAndAQuarterOfASecond) {
+    UdpPeer peer(UdpPeer::Replies{{}});
+    ASSERT_TRUE(peer.ok());
+    PortProtocol protocol(peer.port());
+    NetworkConnection connection("socket://127.0.0.1:9/", {});
+    connection.setProtocol(&protocol);
+    ASSERT_EQ(connection.doOpen(), 0);
+    Data request(std::string("request")), answer;
+    connection.setTimeoutVal(0.9);  // no whole second
+    ASSERT_EQ(connection.doWrite(&request), 0);
+    auto start = now();
+    EXPECT_EQ(connection.doRead(answer), -1);
+    double waited = secondsSince(start);
+    EXPECT_GE(waited, 0.24);
+    EXPECT_LT(waited, 0.6);
+}
+
 TEST(DNSServiceResolver, SplitsInstanceIntoNameTypeAndDomain) {
     struct {
         std::string instance, parts;  // "name result|type result|domain result"
