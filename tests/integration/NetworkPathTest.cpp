@@ -1,14 +1,10 @@
 // Whole-program runs on network queues: SNMP to UDP 161, NPA over UDP 9300, the backend's side channel.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <sys/socket.h>
-
 #include <string>
 #include <vector>
 
 #include "FilterRun.h"
-#include "helpers/FdSlot.h"
 #include "helpers/SnmpAnswers.h"
 #include "helpers/UdpPeer.h"
 
@@ -82,16 +78,10 @@ TEST(NetworkAutoConfigure, RealAgentAcceptsTheRequestAndItsAnswerGivesTheOptions
                  e2e::readFile(agent.log));
 }
 
-// The simulator's agent answers the same request; scripted agents answer in hostile ways.
+// Scripted agents answer the same request in hostile ways.
 TEST(NetworkAutoConfigure, AnswersAreJoinedOrRejectedAsAWholeAndSilenceEndsAfterOneWait) {
     RUN_IN_PRIVATE_NETWORK();
     e2e::Scratch scratch;
-    {
-        e2e::Daemon printer(e2e::simulator("color-finisher"), scratch.file("cffsim.log"));
-        ASSERT_TRUE(e2e::waitForPort(161)) << e2e::readFile(printer.log);
-        expectReport(e2e::runNetworkFilter(scratch, kSocketUri, "AutoConfigure"), kColorFinisherOptions,
-                     e2e::readFile(printer.log));
-    }
     // Two trays and a feeder, two bins, the booklet finisher (private table), duplex and flash.
     const std::string whole = snmp_answers::getResponse({
         text(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"), text(".1.3.6.1.2.1.43.8.2.1.13.1.2", "Tray 2"),
@@ -156,7 +146,6 @@ TEST(NetworkReportLevels, NpaOverUdpReportsTheSuppliesAndOldDarwinHostsWriteTheL
         std::string uri, output, line;
     };
     const std::vector<Case> cases = {
-        {"Linux", "", {}, kSocketUri, "", e2e::colorFinisherLine()},
         {"small packets", "--split 64", {}, kSocketUri, "", e2e::colorFinisherLine()},
         // The packet flagged last ends the reading: the answer stays incomplete, nothing is reported.
         {"packets last first", "--split 200 --reorder", {}, kSocketUri, "", ""},
@@ -173,50 +162,4 @@ TEST(NetworkReportLevels, NpaOverUdpReportsTheSuppliesAndOldDarwinHostsWriteTheL
         expectReport(run, c.line);
         EXPECT_EQ(run.output, c.output);
     }
-}
-
-// The spooler's own socket backend serves the side-channel walks by SNMP to the simulator's agent.
-TEST(NetworkReportLevels, NewerSpoolerHostWalksTheSpoolersSocketBackend) {
-    RUN_IN_PRIVATE_NETWORK();
-    const char kBackend[] = "/usr/lib/cups/backend/socket";
-    if (access(kBackend, X_OK) != 0) GTEST_SKIP() << "the spooler's socket backend is not installed";
-    e2e::Scratch scratch;
-    // The backend connects to the print port (the simulator's raw port) before it serves the side channel.
-    e2e::Daemon printer(e2e::simulator("color-finisher", "--raw-port 9100"), scratch.file("cffsim.log"));
-    ASSERT_TRUE(e2e::waitForPort(161) && e2e::waitForPort(9100, "tcp")) << e2e::readFile(printer.log);
-    // Without a PPD the backend refuses SNMP requests (it needs one for its supply polling).
-    const std::string ppd = scratch.file("queue.ppd");
-    e2e::writeFile(ppd, "*PPD-Adobe: \"4.3\"\n*FormatVersion: \"4.3\"\n*LanguageVersion: English\n"
-                        "*LanguageEncoding: ISOLatin1\n*ModelName: \"Sim\"\n*NickName: \"Sim\"\n*ColorDevice: True\n");
-    int job[2], backChannel[2], sideChannel[2];
-    ASSERT_TRUE(pipe(job) == 0 && pipe2(backChannel, O_NONBLOCK) == 0 &&
-                socketpair(AF_LOCAL, SOCK_STREAM | SOCK_NONBLOCK, 0, sideChannel) == 0);
-    for (int* fd : {&job[0], &job[1], &backChannel[0], &backChannel[1], &sideChannel[0], &sideChannel[1]}) {
-        *fd = cfftest::moveAboveTen(*fd);
-    }
-    const std::string log = scratch.file("backend.log"), backendLine =
-        "exec env -i PATH=/usr/bin:/bin DEVICE_URI=" + std::string(kSocketUri) + " PPD=" + ppd + " CUPS_SERVERROOT=" +
-        scratch.dir + " CUPS_CACHEDIR=" + scratch.dir + " TMPDIR=" + scratch.dir + " " + kBackend +
-        " 7 lp maintenance 1 \"\" >/dev/null 2>" + log;
-    cfftest::PeerProcess backend;
-    ASSERT_TRUE(backend.start({{job[0], 0}, {backChannel[1], 3}, {sideChannel[1], 4}},
-                              [&] { return execl("/bin/sh", "sh", "-c", backendLine.c_str(), nullptr), 127; }));
-    for (int fd : {job[0], backChannel[1], sideChannel[1]}) close(fd);
-    // The filter runs with the backend's side channel on fd 4 and an empty back-channel.
-    std::string errors;
-    std::string filterLine = "env -i PATH=/usr/bin:/bin DEVICE_URI=" + std::string(kSocketUri);
-    for (const std::string& entry : e2e::host("Darwin", "14.0.0")) filterLine += " " + entry;
-    filterLine += cfftest::sanitizerEnvironmentWords() + " " + CFF_FILTER_BINARY + " 42 maintenance commands 1 '' " +
-                  scratch.file("ReportLevels") + " 2>&1 >/dev/null </dev/null 3</dev/null";
-    int status;
-    {
-        cfftest::FdSlot slot(4);
-        slot.place(sideChannel[0]);
-        status = cfftest::runCommand(filterLine, errors);
-    }
-    close(job[1]);  // end of the job: the backend leaves at end of input
-    EXPECT_EQ(backend.wait(5000), 0) << "the backend did not end cleanly at the end of its input";
-    close(backChannel[0]);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(errors, e2e::colorFinisherLine()) << e2e::readFile(log);
 }

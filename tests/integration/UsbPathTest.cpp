@@ -72,10 +72,6 @@ TEST(UsbPath, AutoConfigureReportsTheInstalledOptionsAsOnePpdLine) {
     equipped.duplex = ReportedState::kInstalled;
     equipped.flash = ReportedState::kAbsent;
     equipped.optionPairs = {{"FLASH", 0}, {"RAM", 256}};
-    // No duplex leaf counts as installed; bin 16 lies beyond the bins; empty option text: no flash.
-    DeviceProfile fifthTray;
-    fifthTray.inputs = {unit(5, "Tray 5")};
-    fifthTray.finishers = {{12, "Finisher Unit", "", {unit(16, "Bin 15")}}};
     DeviceProfile noDuplex;
     noDuplex.duplex = ReportedState::kAbsent;
     DeviceProfile flash;
@@ -89,10 +85,6 @@ TEST(UsbPath, AutoConfigureReportsTheInstalledOptionsAsOnePpdLine) {
         {"equipped", {answerOf(equipped, kConfigurationRequest), answerOf(equipped, kOptionsRequest)},
          "PPD: DefaultEnvFeeder=InstalledM DefaultFlash=InstalledF DefaultOptDuplex=InstalledM "
          "DefaultOptOutputBins=OBin2 DefaultOutputFinisher=AdvancedFinisher DefaultTrays=Tray123 \n"},
-        {"fifth tray, bin 16, standard finisher, duplex unknown, empty option text",
-         {answerOf(fifthTray, kConfigurationRequest), answerOf(fifthTray, kOptionsRequest)},
-         "PPD: DefaultEnvFeeder=NotInstalledM DefaultFlash=NotInstalledF DefaultOptDuplex=InstalledM "
-         "DefaultOutputFinisher=StandardFinisher DefaultTrays=Tray12345 \n"},
         // A failed option request leaves flash out of the line altogether.
         {"empty configuration, option request failed", {answerOf(noDuplex, kConfigurationRequest), failed(kOptionsRequest)},
          "PPD: DefaultDuplex=None DefaultEnvFeeder=NotInstalledM DefaultOptDuplex=NotInstalledM "
@@ -103,9 +95,6 @@ TEST(UsbPath, AutoConfigureReportsTheInstalledOptionsAsOnePpdLine) {
          {ScriptedResponder::answer({std::string("\x00\xA5\x00\x03\x00\xE0\x01", 7), "garbage"}),
           ScriptedResponder::answer({"\x13\x37"})},
          ""},
-        {"noise, then a valid option answer",
-         {ScriptedResponder::answer({"\xA5\xA5\xA5\xA5\xA5\xA5"}), answerOf(flash, kOptionsRequest)},
-         "PPD: DefaultFlash=InstalledF \n"},
     };
     e2e::Scratch scratch;
     for (const Case& c : cases) {
