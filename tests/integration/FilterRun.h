@@ -105,44 +105,32 @@ inline FilterResult runScripted(const std::string& commandFile, std::vector<Scri
 
 // The filter on a network queue: it talks to the network itself; the backend behind it has
 // nothing to say on the back-channel.
-inline FilterResult runNetworkFilter(const Scratch& scratch, const std::string& uri, const std::string& command,
-                                  std::vector<std::string> environment = {}) {
-    return runFilter(scratch.file(command), uri, nullptr, DeviceProfile(), {}, std::move(environment));
+inline FilterResult runNetworkFilter(const Scratch& scratch, const std::string& uri, const std::string& command) {
+    return runFilter(scratch.file(command), uri, nullptr);
 }
 
 // The filter against the printer of the profile |profileName| behind the simulator's backend.
-inline FilterResult runUnderSimulator(const std::string& profileName, const std::string& command,
-                                   const SimulatorOptions& options = {}, std::vector<std::string> environment = {},
-                                   const std::string& uri = "usb://Sim/Laser%20M100?serial=42") {
+inline FilterResult runUnderSimulator(const std::string& profileName, const std::string& command) {
     DeviceProfile device;
     std::string error;
     EXPECT_EQ(ProfileLoader::loadFile(profile(profileName), device, error), 0) << error;
-    return runFilter(command, uri, nullptr, device, options, std::move(environment));
-}
-
-// Environment entries that make the filter see another host kernel.
-inline std::vector<std::string> host(const std::string& sysname, const std::string& release) {
-    return {std::string("LD_PRELOAD=") + CFF_FAKE_UNAME_LIBRARY, "CFF_FAKE_SYSNAME=" + sysname,
-            "CFF_FAKE_RELEASE=" + release};
+    return runFilter(command, "usb://Sim/Laser%20M100?serial=42", nullptr, device);
 }
 
 // The state lines after a supply report that raises no warning.
 inline const std::string kNoSupplyWarnings =
     "STATE: -toner-low-report,toner-empty-warning,marker-supply-low-report,marker-supply-empty-warning,"
     "opc-near-eol-report,opc-life-over-warning\n";
-// The state lines after a supply report whose only low supply is a toner at 2 to 5 %.
-inline const std::string kYellowTonerLow =
-    "STATE: -toner-empty-warning,marker-supply-low-report,marker-supply-empty-warning,"
-    "opc-near-eol-report,opc-life-over-warning\nSTATE: +toner-low-report\n";
-
-// The bundled colour printer's supplies over every path (the fuser's name has a CP850 "±").
-inline std::string colorFinisherLine(const std::string& wasteLevel = "75") {
-    return "ATTR: marker-colors=#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#00FFFF,#FF00FF,#FFFF00,"
-           "#000000,#000000 marker-levels=80,55,30,5,75,50,25,100,60," + wasteLevel +
-           " marker-names='\"Black Toner\"','\"Cyan Toner\"','\"Magenta Toner\"','\"Yellow Toner\"',"
-           "'\"Black Drum\"','\"Cyan Drum\"','\"Magenta Drum\"','\"Yellow Drum\"',"
-           "'\"Fuser Unit (220 V \xC2\xB1" "10 %)\"','\"Waste Toner Box\"' "
-           "marker-types=toner,toner,toner,toner,opc,opc,opc,opc,fuser,wasteToner \n" + kYellowTonerLow;
+// The bundled colour printer's supplies over every path (the fuser's name has a CP850 "±"), and
+// the state lines for its only low supply, a toner at 5 %.
+inline std::string colorFinisherLine() {
+    return "ATTR: marker-colors=#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#000000 "
+           "marker-levels=80,55,30,5,75,50,25,100,60,75 marker-names='\"Black Toner\"','\"Cyan Toner\"',"
+           "'\"Magenta Toner\"','\"Yellow Toner\"','\"Black Drum\"','\"Cyan Drum\"','\"Magenta Drum\"',"
+           "'\"Yellow Drum\"','\"Fuser Unit (220 V \xC2\xB1" "10 %)\"','\"Waste Toner Box\"' "
+           "marker-types=toner,toner,toner,toner,opc,opc,opc,opc,fuser,wasteToner \n"
+           "STATE: -toner-empty-warning,marker-supply-low-report,marker-supply-empty-warning,"
+           "opc-near-eol-report,opc-life-over-warning\nSTATE: +toner-low-report\n";
 }
 
 // Shell commands that mount an empty /tmp, in a mount namespace of the caller's own; exit 77

