@@ -101,11 +101,6 @@ TEST(FilterBinary, ExitsZeroAndLogsWhichCommandsRanAndWhereReadingStopped) {
     };
     const Messages stdinRun = {"Command =AutoConfigure", closed, "Return Value from process() =-1"};
     const std::vector<Case> cases = {
-        {"any case, comments, self test ignored", "# maintenance\nreportLEVELS\n\nPrintSelfTestPage\nautoconfigure now\n",
-         withFile, "", uri, "",
-         {"Command =ReportLevels", "Command =AutoConfigure", closed, "Return Value from process() =0"}},
-        {"unknown word ends the run", "AutoConfigure\nBogus\nAutoConfigure\n", withFile, "", nullptr, "",
-         {"Command =AutoConfigure", "Unknown printer Command =Bogus"}},
         {"missing file", std::nullopt, withFile, "", uri, "", {"ERROR = Unable to open command file"}},
         // Without DEVICE_URI the request fails, yet the filter exits 0.
         {"six arguments read stdin", "ReportLevels\n", job, "AutoConfigure\n", nullptr, "", stdinRun},

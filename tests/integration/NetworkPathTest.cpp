@@ -1,4 +1,4 @@
-// Whole-program runs on network queues: SNMP to UDP 161, NPA over UDP 9300, the backend's side channel.
+// Whole-program runs on network queues: SNMP to UDP 161, NPA over UDP 9300, a DNS-SD queue.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -29,32 +29,7 @@ void expectReport(const FilterResult& run, const std::string& line, const std::s
 
 }  // namespace
 
-// A general-purpose agent marks what it does not serve noSuchObject or noSuchInstance.
-TEST(NetworkAutoConfigure, RealAgentAcceptsTheRequestAndItsAnswerGivesTheOptions) {
-    RUN_IN_PRIVATE_NETWORK();
-    if (access("/usr/sbin/snmpd", X_OK) != 0) GTEST_SKIP() << "net-snmp's agent (package snmpd) is not installed";
-    e2e::Scratch scratch;
-    std::string conf = "rocommunity opencm 127.0.0.1\n";
-    for (auto [oid, name] : std::vector<std::pair<const char*, const char*>>{
-             {"43.8.2.1.13.1.1", "Tray 1"}, {"43.8.2.1.13.1.2", "Tray 2"}, {"43.8.2.1.13.1.3", "Tray 3"},
-             {"43.8.2.1.13.1.5", "MP Tray"}, {"43.9.2.1.7.1.1", "Standard Bin"}, {"43.9.2.1.7.1.3", "Bin 2"}}) {
-        conf += std::string("override .1.3.6.1.2.1.") + oid + " octet_str \"" + name + "\"\n";
-    }
-    conf += "override .1.3.6.1.4.1.7707.6.3.1.1.8.1.2 octet_str \"Finisher Unit\"\n"
-            "override .1.3.6.1.4.1.5931.20480.100.6.3.1.1.8.1.4 octet_str \"Duplex Paper Path\"\n";
-    e2e::writeFile(scratch.file("snmpd.conf"), conf);
-    e2e::Daemon agent("env MIBS= SNMP_PERSISTENT_DIR=" + scratch.file("persist") + " /usr/sbin/snmpd -f -Lo -C -c " +
-                          scratch.file("snmpd.conf") + " -p " + scratch.file("snmpd.pid") + " udp:127.0.0.1:161",
-                      scratch.file("snmpd.log"));
-    ASSERT_TRUE(e2e::waitForPort(161)) << e2e::readFile(agent.log);
-    // No host-resources instance (noSuchInstance): no flash; no feeder among the inputs.
-    expectReport(e2e::runNetworkFilter(scratch, kSocketUri, "AutoConfigure"),
-                 "PPD: DefaultEnvFeeder=NotInstalledM DefaultFlash=NotInstalledF DefaultOptDuplex=InstalledM "
-                 "DefaultOptOutputBins=OBin2 DefaultOutputFinisher=StandardFinisher DefaultTrays=Tray123 \n",
-                 e2e::readFile(agent.log));
-}
-
-// Scripted agents answer the same request in hostile ways.
+// Scripted agents answer the configuration request in hostile ways.
 TEST(NetworkAutoConfigure, AnswersAreJoinedOrRejectedAsAWholeAndSilenceEndsAfterOneWait) {
     RUN_IN_PRIVATE_NETWORK();
     e2e::Scratch scratch;
