@@ -70,8 +70,7 @@ struct FilterResult {
 // the queue |uri| with the command file |commandFile|, only PATH, DEVICE_URI and |environment|
 // set. Packet requests are answered by |responder|, or by the printer |profile| describes.
 inline FilterResult runFilter(const std::string& commandFile, const std::string& uri, Responder* responder,
-                           const DeviceProfile& profile = DeviceProfile(), const SimulatorOptions& options = {},
-                           std::vector<std::string> environment = {}) {
+                           const DeviceProfile& profile = DeviceProfile(), std::vector<std::string> environment = {}) {
     std::vector<std::string> argv = {"/usr/bin/env", "-i", "PATH=/usr/bin:/bin", "DEVICE_URI=" + uri};
     argv.insert(argv.end(), environment.begin(), environment.end());
     for (const std::string& entry : cfftest::sanitizerEnvironment()) argv.push_back(entry);
@@ -84,7 +83,7 @@ inline FilterResult runFilter(const std::string& commandFile, const std::string&
     FilterResult run;
     SimulatorLog::setVerbose(std::getenv("CFF_DEBUG_SIM") != nullptr);
     auto started = cfftest::now();
-    run.exitStatus = FilterRunner(profile, options, responder).run(argv, uri, fileno(errors), fileno(job));
+    run.exitStatus = FilterRunner(profile, SimulatorOptions(), responder).run(argv, uri, fileno(errors), fileno(job));
     run.seconds = cfftest::secondsSince(started);
     for (auto [file, into] : {std::pair<FILE*, std::string*>{errors, &run.errors}, {job, &run.output}}) {
         std::rewind(file);
@@ -97,10 +96,9 @@ inline FilterResult runFilter(const std::string& commandFile, const std::string&
 
 // The filter on a USB queue against a printer that plays |steps|.
 inline FilterResult runScripted(const std::string& commandFile, std::vector<ScriptedResponder::Step> steps,
-                             std::vector<std::string> environment = {}, bool closeWhenDone = true) {
-    ScriptedResponder printer(std::move(steps), closeWhenDone);
-    return runFilter(commandFile, "usb://Sim/Laser%20M100?serial=42", &printer, DeviceProfile(), {},
-                     std::move(environment));
+                             std::vector<std::string> environment = {}) {
+    ScriptedResponder printer(std::move(steps));
+    return runFilter(commandFile, "usb://Sim/Laser%20M100?serial=42", &printer, DeviceProfile(), std::move(environment));
 }
 
 // The filter on a network queue: it talks to the network itself; the backend behind it has

@@ -30,7 +30,7 @@ void expectReport(const FilterResult& run, const std::string& line, const std::s
 }  // namespace
 
 // Scripted agents answer the configuration request in hostile ways.
-TEST(NetworkAutoConfigure, AnswersAreJoinedOrRejectedAsAWholeAndSilenceEndsAfterOneWait) {
+TEST(NetworkAutoConfigure, AnswersAreJoinedOrRejectedAsAWhole) {
     RUN_IN_PRIVATE_NETWORK();
     e2e::Scratch scratch;
     // Two trays and a feeder, two bins, the booklet finisher (private table), duplex and flash.
@@ -54,8 +54,6 @@ TEST(NetworkAutoConfigure, AnswersAreJoinedOrRejectedAsAWholeAndSilenceEndsAfter
         // The last binding ("%flash%") loses its end; the complete ones before it count.
         {"cut short", {{whole.substr(0, whole.size() - 7)}}, withoutFlash},
         {"noise, then the answer", {{"\x01\x02\x03", whole}}, kNoValuesLine},
-        // With no answer the request fails after the first wait (5 s): nothing is reported.
-        {"silent", {}, ""},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -63,8 +61,7 @@ TEST(NetworkAutoConfigure, AnswersAreJoinedOrRejectedAsAWholeAndSilenceEndsAfter
         ASSERT_TRUE(agent.ok());
         FilterResult run = e2e::runNetworkFilter(scratch, kSocketUri, "AutoConfigure");
         expectReport(run, c.line);
-        EXPECT_GE(run.seconds, c.replies.empty() ? 5 : 0);
-        EXPECT_LT(run.seconds, c.replies.empty() ? 9 : 5);
+        EXPECT_LT(run.seconds, 5);
         EXPECT_EQ(agent.received().size(), 1u);  // the request goes out once, whatever comes back
     }
 }
