@@ -1,17 +1,16 @@
 // Runs the built filter the way the spooler does and checks its exit, its output and its log.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 
-#include <filesystem>
-#include <fstream>
 #include <optional>
 #include <sstream>
 
-#include "helpers/TestUtil.h"
+#include "FilterRun.h"
 
 namespace {
 
+using e2e::readFile;
+using e2e::writeFile;
 using Messages = std::vector<std::string>;
 
 std::string quoted(const std::string& text) {
@@ -19,13 +18,6 @@ std::string quoted(const std::string& text) {
     for (char c : text) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return result + "'";
 }
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void writeFile(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
 struct FilterRun {
     int status = -1;  // -1: the run could not be set up
