@@ -2,17 +2,12 @@
 // tables each checked whole), and of the writers that put them out with their exact line prefixes.
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "helpers/OutputCapture.h"
 #include "helpers/StubParser.h"
 #include "helpers/TestUtil.h"
-#include "ppd/PPDFileModifier.h"
 #include "ppd/PPDParser.h"
 #include "ppd/PPDStringModifier.h"
-#include "ppd/WriterFactory.h"
 #include "ppd/WriterSTDERR.h"
-#include "ppd/WriterSTDOUT.h"
 
 namespace {
 
@@ -200,28 +195,4 @@ TEST(PPDWriters, FailedRequestsWriteNothing) {
         EXPECT_EQ(err.text(), "");
     }
     EXPECT_EQ(PPDStringModifier().writeToFile("PPD: a=1 "), -1);
-}
-
-TEST(PPDFileWriter, RewritesTheFirstLineOfEachKeyword) {
-    std::string path = std::string(CFF_BINARY_DIR) + "/ppd-writer-test.ppd";
-    std::ofstream(path) << "*PPD-Adobe: \"4.3\"\n*DefaultTrays: Tray1\n*OpenUI *DefaultTrays/Trays: PickOne\n"
-                           "*DefaultFlash: NotInstalledF\n";
-    StubParser parser(0);
-    parser.trays = {{1, "A"}, {2, "B"}};
-    PPDFileModifier writer(path), missing(path + ".missing");
-    writer.setOutputMode(new WriterSTDOUT());
-    missing.setOutputMode(new WriterSTDOUT());
-    OutputCapture out(1);  // test failures print there too: checked once it is restored
-    const int written = writer.writeData(REQ_INSTALLABLE_OPTIONS, &parser);
-    const int refused = missing.writeData(REQ_INSTALLABLE_OPTIONS, &parser);
-    const std::string text = out.text();
-    EXPECT_EQ(written, 0);
-    EXPECT_EQ(refused, -1);
-    EXPECT_EQ(text, "*PPD-Adobe: \"4.3\"\n*DefaultTrays: Tray12\n*OpenUI *DefaultTrays/Trays: PickOne\n"
-                    "*DefaultFlash: NotInstalledF\n\n");
-    std::remove(path.c_str());
-    // The factory picks the line writer for an empty path, the file writer otherwise.
-    std::unique_ptr<IWriter> line(WriterFactory::createWriter("")), file(WriterFactory::createWriter(path));
-    EXPECT_NE(dynamic_cast<PPDStringModifier*>(line.get()), nullptr);
-    EXPECT_NE(dynamic_cast<PPDFileModifier*>(file.get()), nullptr);
 }
