@@ -161,7 +161,7 @@ TEST(CupsBackendConnection, ReadFailsPromptlyWithoutUsableBackChannel) {
     alarm(0);
 }
 
-// Successful walks run in the whole-program tests against simulated and real backends.
+// Successful walks show in the recorded outputs of the side-channel runs against the simulator.
 TEST(CupsBackendSNMPConnection, WalkThatFailsGivesMinusOne) {
     CupsBackendSNMPConnection connection;
     connection.setTimeoutVal(0.3);

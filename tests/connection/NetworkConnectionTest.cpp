@@ -1,6 +1,12 @@
-// Tests for the UDP network connection against a scripted peer, and for DNS-SD resolution.
+// Tests for the UDP network connection against scripted peers (whom it talks to and how long it
+// waits), and for DNS-SD resolution of service instance names as a queue's device URI writes
+// them: encoded, escaped, UTF-8.
 #include <gtest/gtest.h>
+#include <netdb.h>
 #include <unistd.h>
+
+#include <future>
+#include <vector>
 
 #include "connection/DNSServiceResolver.h"
 #include "connection/NetworkConnection.h"
@@ -14,28 +20,50 @@ using namespace cfftest;
 
 namespace {
 
+// The test runs again in private network and mount namespaces: loopback up (127.0.0.0/8 and
+// ::1), and an /etc/hosts that names "cff-dual" with ::1 first and 127.0.0.1 second.
+#define RUN_IN_PRIVATE_NETWORK_WITH_HOSTS()                                                               \
+    if (!std::getenv("CFF_PRIVATE_NETWORK")) {                                                            \
+        return rerunCurrentTest(                                                                          \
+            "unshare -n -m true 2>/dev/null || { echo no private namespaces; exit 77; }; "                \
+            "CFF_PRIVATE_NETWORK=1 unshare -n -m --propagation private sh -c 'ip link set lo up || exit 77; " \
+            "h=$(mktemp) && printf \"::1 cff-dual\\n127.0.0.1 cff-dual\\n\" >$h && mount --bind $h /etc/hosts " \
+            "&& rm -f $h || exit 77; exec \"$0\" \"$@\"'");                                              \
+    }
+
 // A protocol that only names the port a connection should use.
 struct PortProtocol : Protocol {
     explicit PortProtocol(int port) : Protocol(nullptr) { setProtocolPort(port); }
     int doRequest(Data*, Data&) override { return -1; }
 };
 
+// Waits up to 3 s until |peer| has received |count| datagrams.
+void awaitDatagrams(const UdpPeer& peer, size_t count) {
+    for (int waited = 0; waited < 300 && peer.received().size() < count; ++waited) usleep(10000);
+}
+
 TEST(NetworkConnection, TakesHostFromUriAndOpensOnlyAUsableOne) {
     struct {
         const char *uri, *host;
-        int open;  // doOpen's result; 10: unusable
+        int open;  // doOpen's result; 10: unusable; -1: not opened here
     } cases[] = {
         {"socket://127.0.0.1:9/queue", "127.0.0.1", 0},  // port and path ignored
         {"127.0.0.1:161", "127.0.0.1", 0},
         {"dnssd://My%20Printer._printer._tcp/?uuid=1", "My%20Printer._printer._tcp", 10},
         {"socket://bad host name/", "bad host name", 10},
         {"socket:///", "", 10},
+        // An IPv6 literal is the text between the brackets; the zone as URIs encode it is decoded.
+        {"socket://[::1]:9100/", "::1", -1},
+        {"socket://[fe80::1%eth0]/", "fe80::1%eth0", -1},
+        {"socket://[fe80::1%25eth0]:161", "fe80::1%eth0", -1},
+        {"snmp://[2001:db8::5]", "2001:db8::5", -1},
     };
     PortProtocol protocol(9);  // discard: nobody listens
     Data request(std::string("x"));
     for (const auto& c : cases) {
         NetworkConnection connection(c.uri, {});
         EXPECT_EQ(connection.getHostAddress(), c.host) << c.uri;
+        if (c.open < 0) continue;
         connection.setProtocol(&protocol);
         EXPECT_EQ(connection.doOpen(), c.open) << c.uri;
         EXPECT_EQ(connection.doWrite(&request), c.open == 0 ? 0 : -1) << c.uri;
@@ -44,8 +72,9 @@ TEST(NetworkConnection, TakesHostFromUriAndOpensOnlyAUsableOne) {
     EXPECT_EQ(withoutProtocol.doOpen(), 10);
 }
 
+// The first wait is the whole seconds of the time-out plus a quarter of a second, in which a late
+// datagram still counts; after an answer only that fixed part remains.
 TEST(NetworkConnection, ExchangesDatagramsOnTheProtocolPortShortensWaitsAndCutsLongOnes) {
-    NetworkConnection::setReadGraceMicroseconds(50000);  // the fixed part of every read wait
     std::string longAnswer(7000, 'L');
     longAnswer.replace(6140, 8, "ABCDEFGH");
     UdpPeer peer(UdpPeer::Replies{{}, {"one", "two"}, {longAnswer}});
@@ -57,13 +86,15 @@ TEST(NetworkConnection, ExchangesDatagramsOnTheProtocolPortShortensWaitsAndCutsL
     EXPECT_EQ(connection.doRead(answer), -1);  // not open
     ASSERT_EQ(connection.doOpen(), 0);
 
-    // The first wait is the whole seconds of the time-out plus the fixed part.
-    connection.setTimeoutVal(0.9);
+    connection.setTimeoutVal(0.9);  // no whole second
     ASSERT_EQ(connection.doWrite(&request), 0);
     auto start = now();
     EXPECT_EQ(connection.doRead(answer), -1);
+    EXPECT_GE(secondsSince(start), 0.24);
     EXPECT_LT(secondsSince(start), 0.6);
     EXPECT_DOUBLE_EQ(connection.getTimeoutVal(), 0.9);
+
+    NetworkConnection::setReadGraceMicroseconds(50000);  // shorter waits for the rest
 
     connection.setTimeoutVal(2.0);
     ASSERT_EQ(connection.doWrite(&request), 0);
@@ -93,6 +124,87 @@ TEST(NetworkConnection, ExchangesDatagramsOnTheProtocolPortShortensWaitsAndCutsL
     NetworkConnection::setReadGraceMicroseconds(250000);
 }
 
+// Only datagrams from the printer's address are answers; the port they come from becomes the
+// peer for the acknowledgement; datagrams from elsewhere do not lengthen the wait.
+TEST(NetworkAnswers, OnlyThePrintersAddressIsHeardAndStrangersDoNotLengthenTheWait) {
+    RUN_IN_PRIVATE_NETWORK_WITH_HOSTS();
+    NetworkConnection::setReadGraceMicroseconds(300000);
+    enum From { kPrinter, kOtherPort, kStranger };
+    struct Case {
+        const char* name;
+        std::vector<std::pair<From, const char*>> replies;
+        int strangerRepeats;  // forged datagrams every 50 ms while the connection waits
+        const char* answer;   // null: the read times out
+        From acked;
+    } cases[] = {
+        {"stranger first", {{kStranger, "forged"}, {kPrinter, "answer"}}, 0, "answer", kPrinter},
+        {"printer answers from another port", {{kOtherPort, "answer"}}, 0, "answer", kOtherPort},
+        // For 1.5 s: a wait restarted by each would outlast them.
+        {"only strangers", {}, 30, nullptr, kPrinter},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        UdpPeer printer, otherPort, stranger({}, "127.0.0.2");
+        const UdpPeer* from[] = {&printer, &otherPort, &stranger};
+        ASSERT_TRUE(printer.ok() && otherPort.ok() && stranger.ok());
+        PortProtocol protocol(printer.port());
+        NetworkConnection connection("socket://127.0.0.1/", {});
+        connection.setProtocol(&protocol);
+        connection.setTimeoutVal(0.0);
+        Data request(std::string("request")), answer, ack(std::string("ack"));
+        ASSERT_EQ(connection.doOpen(), 0);
+        ASSERT_EQ(connection.doWrite(&request), 0);
+        awaitDatagrams(printer, 1);
+        for (const auto& [sender, datagram] : c.replies) from[sender]->sendToSenderOf(printer, datagram);
+        auto strangers = std::async(std::launch::async, [&] {
+            for (int n = 0; n < c.strangerRepeats; ++n, usleep(50000)) stranger.sendToSenderOf(printer, "forged");
+        });
+        auto start = now();
+        EXPECT_EQ(connection.doRead(answer), c.answer ? 0 : -1);
+        EXPECT_LT(secondsSince(start), 1.0);
+        EXPECT_EQ(text(answer), c.answer ? c.answer : "");
+        strangers.wait();
+        ASSERT_EQ(connection.doWrite(&ack), 0);
+        awaitDatagrams(*from[c.acked], c.acked == kPrinter ? 2 : 1);
+        EXPECT_EQ(printer.received().back(), c.acked == kPrinter ? "ack" : "request");
+        EXPECT_EQ(otherPort.received(), std::vector<std::string>(c.acked == kOtherPort, "ack"));
+    }
+    NetworkConnection::setReadGraceMicroseconds(250000);
+}
+
+// A printer only on ::1, reached by its literal and by a name whose first address is ::1; and
+// a printer only on 127.0.0.1 behind a name whose first address, ::1, refuses the request.
+TEST(NetworkAddresses, EachAddressOfTheHostIsTriedInLookupOrderUntilThePrinterAnswers) {
+    RUN_IN_PRIVATE_NETWORK_WITH_HOSTS();
+    addrinfo hints{}, *found = nullptr;
+    hints.ai_socktype = SOCK_DGRAM;
+    ASSERT_EQ(getaddrinfo("cff-dual", "9", &hints, &found), 0);
+    std::vector<int> families;
+    for (addrinfo* entry = found; entry; entry = entry->ai_next) families.push_back(entry->ai_family);
+    freeaddrinfo(found);
+    if (families != std::vector<int>{AF_INET6, AF_INET}) GTEST_SKIP() << "no IPv6 loopback, or another lookup order";
+
+    const std::pair<const char*, const char*> cases[] = {
+        {"::1", "socket://[::1]:9100/"}, {"::1", "socket://cff-dual/"}, {"127.0.0.1", "socket://cff-dual:9100/"}};
+    for (const auto& [listening, uri] : cases) {
+        SCOPED_TRACE(std::string(uri) + ", printer at " + listening);
+        UdpPeer printer({{"answer"}}, listening);
+        ASSERT_TRUE(printer.ok());
+        PortProtocol protocol(printer.port());
+        NetworkConnection connection(uri, {});
+        connection.setProtocol(&protocol);
+        connection.setTimeoutVal(3.0);
+        Data request(std::string("request")), answer;
+        ASSERT_EQ(connection.doOpen(), 0);
+        ASSERT_EQ(connection.doWrite(&request), 0);
+        auto start = now();
+        ASSERT_EQ(connection.doRead(answer), 0);
+        EXPECT_LT(secondsSince(start), 1.0);  // a refusal is not waited out
+        EXPECT_EQ(text(answer), "answer");
+        EXPECT_EQ(printer.received(), std::vector<std::string>{"request"});
+    }
+}
+
 TEST(DNSServiceResolver, SplitsInstanceIntoNameTypeAndDomain) {
     struct {
         std::string instance, parts;  // "name result|type result|domain result"
@@ -116,6 +228,47 @@ TEST(DNSServiceResolver, SplitsInstanceIntoNameTypeAndDomain) {
     }
     EXPECT_NE(log.log().find("Service Type =\n"), std::string::npos) << "a missing part is logged too";
     EXPECT_EQ(resolver.replaceCharacters("%20A%20%20B%2%200"), " A  B%2 0");
+}
+
+// The name part as the resolver is given it, from the instance as the URI holds it.
+TEST(ServiceNames, NameIsSplitOffBeforeItIsDecodedAndUnescaped) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"Laser%20%40%20office._ipp._tcp.local.", "Laser @ office"},
+        {"Floor%202%5C.East._ipp._tcp.local.", "Floor 2.East"},
+        {"Floor%202%5c.East._ipp._tcp.local.", "Floor 2.East"},
+        {"Floor 2\\.East._ipp._tcp.local.", "Floor 2.East"},
+        {"B%C3%BCro._ipp._tcp.local.", "B\xC3\xBC" "ro"},
+        {"A%2EB._ipp._tcp.local.", "A.B"},  // a dot decoded only after the split stays in the name
+        {"Back\\\\slash\\032and\\.dot._ipp._tcp.local.", "Back\\slash and.dot"},
+        {"100%25%zz%4._ipp._tcp.local.", "100%%zz%4"},  // what is no escape stays as it is
+    };
+    DNSServiceResolver resolver;
+    for (const auto& [instance, expected] : cases) {
+        std::string name;
+        resolver.resolveServiceName(instance, name);
+        EXPECT_EQ(URLResolver::unescapeInstanceName(URLResolver::percentDecode(name)), expected) << instance;
+    }
+}
+
+// Names holding "@", a dot and "ü", published by the mDNS daemon of avahi-namespace.sh, resolve
+// to its host; so does the dot written unencoded.
+TEST(ServiceNames, EncodedNamesResolveThroughTheMdnsDaemon) {
+    if (std::getenv("CFF_AVAHI_NAMESPACE") == nullptr) {
+        if (geteuid() != 0 || std::system("unshare -n -m -p -f true >/dev/null 2>&1") != 0) {
+            GTEST_SKIP() << "cannot create private network, mount and PID namespaces";
+        }
+        return rerunCurrentTest("unshare -n -m -p -f bash " CFF_SOURCE_DIR "/tests/connection/avahi-namespace.sh 9300");
+    }
+    OutputCapture err(2);
+    for (const char* uri : {"dnssd://Laser%20%40%20office._pdl-datastream._tcp.local./?uuid=1",
+                            "dnssd://Floor%202%5C.East._pdl-datastream._tcp.local./",
+                            "dnssd://Floor%202\\.East._pdl-datastream._tcp.local./",
+                            "dnssd://B%C3%BCro%20Laser._pdl-datastream._tcp.local./"}) {
+        DNSServiceResolver resolver;
+        resolver.setTimeoutVal(3.0);
+        EXPECT_EQ(NetworkConnection(uri, {{"dnssd", &resolver}}).getHostAddress(), "10.77.0.1") << uri;
+    }
+    EXPECT_EQ(err.text(), "");
 }
 
 // A name nobody publishes, without a daemon and, rerun inside avahi-namespace.sh, with one that

@@ -70,8 +70,7 @@ struct FilterResult {
 // the queue |uri| with the command file |commandFile|, only PATH, DEVICE_URI and |environment|
 // set. Packet requests are answered by |responder|, or by the printer |profile| describes.
 inline FilterResult runFilter(const std::string& commandFile, const std::string& uri, Responder* responder,
-                           const DeviceProfile& profile = DeviceProfile(), const SimulatorOptions& options = {},
-                           std::vector<std::string> environment = {}) {
+                           const DeviceProfile& profile = DeviceProfile(), std::vector<std::string> environment = {}) {
     std::vector<std::string> argv = {"/usr/bin/env", "-i", "PATH=/usr/bin:/bin", "DEVICE_URI=" + uri};
     argv.insert(argv.end(), environment.begin(), environment.end());
     for (const std::string& entry : cfftest::sanitizerEnvironment()) argv.push_back(entry);
@@ -84,7 +83,7 @@ inline FilterResult runFilter(const std::string& commandFile, const std::string&
     FilterResult run;
     SimulatorLog::setVerbose(std::getenv("CFF_DEBUG_SIM") != nullptr);
     auto started = cfftest::now();
-    run.exitStatus = FilterRunner(profile, options, responder).run(argv, uri, fileno(errors), fileno(job));
+    run.exitStatus = FilterRunner(profile, SimulatorOptions(), responder).run(argv, uri, fileno(errors), fileno(job));
     run.seconds = cfftest::secondsSince(started);
     for (auto [file, into] : {std::pair<FILE*, std::string*>{errors, &run.errors}, {job, &run.output}}) {
         std::rewind(file);
@@ -97,52 +96,39 @@ inline FilterResult runFilter(const std::string& commandFile, const std::string&
 
 // The filter on a USB queue against a printer that plays |steps|.
 inline FilterResult runScripted(const std::string& commandFile, std::vector<ScriptedResponder::Step> steps,
-                             std::vector<std::string> environment = {}, bool closeWhenDone = true) {
-    ScriptedResponder printer(std::move(steps), closeWhenDone);
-    return runFilter(commandFile, "usb://Sim/Laser%20M100?serial=42", &printer, DeviceProfile(), {},
-                     std::move(environment));
+                             std::vector<std::string> environment = {}) {
+    ScriptedResponder printer(std::move(steps));
+    return runFilter(commandFile, "usb://Sim/Laser%20M100?serial=42", &printer, DeviceProfile(), std::move(environment));
 }
 
 // The filter on a network queue: it talks to the network itself; the backend behind it has
 // nothing to say on the back-channel.
-inline FilterResult runNetworkFilter(const Scratch& scratch, const std::string& uri, const std::string& command,
-                                  std::vector<std::string> environment = {}) {
-    return runFilter(scratch.file(command), uri, nullptr, DeviceProfile(), {}, std::move(environment));
+inline FilterResult runNetworkFilter(const Scratch& scratch, const std::string& uri, const std::string& command) {
+    return runFilter(scratch.file(command), uri, nullptr);
 }
 
 // The filter against the printer of the profile |profileName| behind the simulator's backend.
-inline FilterResult runUnderSimulator(const std::string& profileName, const std::string& command,
-                                   const SimulatorOptions& options = {}, std::vector<std::string> environment = {},
-                                   const std::string& uri = "usb://Sim/Laser%20M100?serial=42") {
+inline FilterResult runUnderSimulator(const std::string& profileName, const std::string& command) {
     DeviceProfile device;
     std::string error;
     EXPECT_EQ(ProfileLoader::loadFile(profile(profileName), device, error), 0) << error;
-    return runFilter(command, uri, nullptr, device, options, std::move(environment));
-}
-
-// Environment entries that make the filter see another host kernel.
-inline std::vector<std::string> host(const std::string& sysname, const std::string& release) {
-    return {std::string("LD_PRELOAD=") + CFF_FAKE_UNAME_LIBRARY, "CFF_FAKE_SYSNAME=" + sysname,
-            "CFF_FAKE_RELEASE=" + release};
+    return runFilter(command, "usb://Sim/Laser%20M100?serial=42", nullptr, device);
 }
 
 // The state lines after a supply report that raises no warning.
 inline const std::string kNoSupplyWarnings =
     "STATE: -toner-low-report,toner-empty-warning,marker-supply-low-report,marker-supply-empty-warning,"
     "opc-near-eol-report,opc-life-over-warning\n";
-// The state lines after a supply report whose only low supply is a toner at 2 to 5 %.
-inline const std::string kYellowTonerLow =
-    "STATE: -toner-empty-warning,marker-supply-low-report,marker-supply-empty-warning,"
-    "opc-near-eol-report,opc-life-over-warning\nSTATE: +toner-low-report\n";
-
-// The bundled colour printer's supplies over every path (the fuser's name has a CP850 "±").
-inline std::string colorFinisherLine(const std::string& wasteLevel = "75") {
-    return "ATTR: marker-colors=#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#00FFFF,#FF00FF,#FFFF00,"
-           "#000000,#000000 marker-levels=80,55,30,5,75,50,25,100,60," + wasteLevel +
-           " marker-names='\"Black Toner\"','\"Cyan Toner\"','\"Magenta Toner\"','\"Yellow Toner\"',"
-           "'\"Black Drum\"','\"Cyan Drum\"','\"Magenta Drum\"','\"Yellow Drum\"',"
-           "'\"Fuser Unit (220 V \xC2\xB1" "10 %)\"','\"Waste Toner Box\"' "
-           "marker-types=toner,toner,toner,toner,opc,opc,opc,opc,fuser,wasteToner \n" + kYellowTonerLow;
+// The bundled colour printer's supplies over every path (the fuser's name has a CP850 "±"), and
+// the state lines for its only low supply, a toner at 5 %.
+inline std::string colorFinisherLine() {
+    return "ATTR: marker-colors=#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#00FFFF,#FF00FF,#FFFF00,#000000,#000000 "
+           "marker-levels=80,55,30,5,75,50,25,100,60,75 marker-names='\"Black Toner\"','\"Cyan Toner\"',"
+           "'\"Magenta Toner\"','\"Yellow Toner\"','\"Black Drum\"','\"Cyan Drum\"','\"Magenta Drum\"',"
+           "'\"Yellow Drum\"','\"Fuser Unit (220 V \xC2\xB1" "10 %)\"','\"Waste Toner Box\"' "
+           "marker-types=toner,toner,toner,toner,opc,opc,opc,opc,fuser,wasteToner \n"
+           "STATE: -toner-empty-warning,marker-supply-low-report,marker-supply-empty-warning,"
+           "opc-near-eol-report,opc-life-over-warning\nSTATE: +toner-low-report\n";
 }
 
 // Shell commands that mount an empty /tmp, in a mount namespace of the caller's own; exit 77

@@ -1,4 +1,5 @@
-// Tests of the NPA parsers: frame and container walk, trays, bins, supplies and the ROC option text.
+// Tests of the NPA parsers: frame and container walk (also where lengths disagree with the children),
+// trays, bins, supplies and the ROC option text.
 #include <gtest/gtest.h>
 
 #include "RdcTrees.h"
@@ -95,6 +96,37 @@ TEST(NpaWalk, FindsTheDuplexLeafOnlyWhereItBelongs) {
         int duplex = 42;
         EXPECT_EQ(parser.getDuplex(duplex), 0);
         EXPECT_EQ(duplex, expected);
+    }
+}
+
+// |element| declaring a length one byte shorter than its children take.
+E shortened(E element) {
+    std::string body, error;
+    for (const E& child : element.children) T::encode(child, {}, body, error);
+    element.claimedLength = static_cast<long>(body.size()) - 1;
+    return element;
+}
+
+// The last container at its level declares one byte too few: its children lie whole inside
+// the answer and are all read. Level 0 shortens nothing.
+TEST(ContainerWalk, LastContainerWithTooShortALengthKeepsAllItsChildren) {
+    for (int level = 0; level <= 4; ++level) {
+        SCOPED_TRACE("shortened level " + std::to_string(level));
+        auto cut = [level](int at, E element) { return at == level ? shortened(std::move(element)) : element; };
+        E entry = cut(4, T::node(1, {T::number(1, 130), T::text(3, "Env")}));
+        E envelopeTray = cut(3, T::node(2, {T::node(5, {T::node(1, {entry})})}));
+        E tree = rdc::root({cut(1, rdc::configuration({rdc::inputTrays({rdc::inputTray(1, 1, "T1"), envelopeTray}),
+                                                        cut(2, rdc::duplex(1))}))});
+        RDCInputParser input;
+        RDCDuplexParser duplex;
+        parse(input, tree);
+        parse(duplex, tree);
+        std::map<int, std::string> trays;
+        int installed = -1;
+        input.getTrays(trays);
+        duplex.getDuplex(installed);
+        EXPECT_EQ(trays, (std::map<int, std::string>{{1, "T1"}, {130, "Env"}}));
+        EXPECT_EQ(installed, 1);
     }
 }
 

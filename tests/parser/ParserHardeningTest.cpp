@@ -61,6 +61,18 @@ std::string deeplyNested(size_t levels) {
     return rdc::frame(framed.substr(3, framed.size() - 8) + tree);
 }
 
+// Containers that claim many children but a length of 0: each descent reads on to the end of
+// the answer, so without a bound on the whole walk their cost grows with every level.
+std::string overlappingDescents() {
+    E greedy = T::node(1, {});
+    greedy.claimedCount = 255;
+    E configuration = rdc::configuration(std::vector<E>(3000, greedy));
+    configuration.claimedCount = 1, configuration.claimedLength = 0;
+    E tree = rdc::root({configuration});
+    tree.claimedLength = 0;
+    return rdc::answer(tree);
+}
+
 }  // namespace
 
 // Lengths past the end come from the damaged answers below.
@@ -75,6 +87,7 @@ TEST(ParserHardening, HostileTreesEndQuickly) {
         {"huge and negative widths",
          rdc::answer(rdc::root({rdc::duplex(1)}), {{}, "P{ID:99999999999,DT:-4}C{NE:70000,LD:1}L{LD:2}"})},
         {"12000 nested containers", deeplyNested(12000)},
+        {"3000 overlapping descents", overlappingDescents()},
     };
     for (const auto& [name, bytes] : answers) {
         SCOPED_TRACE(name);

@@ -28,7 +28,7 @@ Model parse(const std::vector<std::string>& names) {
 
 }  // namespace
 
-// An answer with an error status shows in the whole-program network runs.
+// An answer with an error status decodes to nothing (SNMPDataPacket tests).
 TEST(SNMPParser, MapsReportedNamesToFixedIds) {
     const std::pair<std::vector<std::string>, Model> cases[] = {
         {{"Tray 1", "Tray 3", "Feeder"}, {{{1, "Tray 1"}, {3, "Tray 3"}}, {}, {}, {0, 0, 1}}},

@@ -1,16 +1,13 @@
-// Tests of the mapping to PPD keywords and marker attributes, and of the writers that put them out.
+// Tests of the mapping to PPD keywords and marker attributes (the option, supply-type and colour
+// tables each checked whole), and of the writers that put them out with their exact line prefixes.
 #include <gtest/gtest.h>
-
-#include <fstream>
 
 #include "helpers/OutputCapture.h"
 #include "helpers/StubParser.h"
-#include "ppd/PPDFileModifier.h"
+#include "helpers/TestUtil.h"
 #include "ppd/PPDParser.h"
 #include "ppd/PPDStringModifier.h"
-#include "ppd/WriterFactory.h"
 #include "ppd/WriterSTDERR.h"
-#include "ppd/WriterSTDOUT.h"
 
 namespace {
 
@@ -22,13 +19,135 @@ PPDKeywordMap create(RequestType type, Parser* parser, int expectedResult) {
     return keywords;
 }
 
-supplyInfo_ record(int id, const char* name, int type, int maximum, int level) {
+PPDKeywordMap optionsOf(StubParser& parser) {
+    PPDKeywordMap keywords;
+    PPDParser().createData(REQ_INSTALLABLE_OPTIONS, &parser, keywords);
+    return keywords;
+}
+
+// The keyword's value, or "-" when it was not written.
+std::string valueOf(const PPDKeywordMap& keywords, const std::string& keyword) {
+    auto found = keywords.find(keyword);
+    return found == keywords.end() ? "-" : found->second;
+}
+
+supplyInfo_ record(int id, int type, int maximum = 100, int level = 30, const char* name = "S") {
     supplyInfo_ s;
     std::tie(s.supplyId, s.name, s.type, s.maxCapacity, s.currentLevel) = std::make_tuple(id, name, type, maximum, level);
     return s;
 }
 
+PPDKeywordMap suppliesOf(std::vector<supplyInfo_> records) {
+    StubParser parser(0);
+    for (supplyInfo_& r : records) parser.supplies.push_back(&r);
+    PPDKeywordMap keywords;
+    PPDParser().createData(REQ_SUPPLY_LEVELS, &parser, keywords);
+    return keywords;
+}
+
 }  // namespace
+
+// The highest tray, bin and finisher id names the installed set; the states map one to one.
+TEST(OptionTables, EveryTrayBinFinisherAndUnitStateGivesItsPpdValue) {
+    const std::vector<std::tuple<const char*, StubParser::OptionMap, const char*>> units = {
+        {"DefaultTrays", {{1, ""}}, "Tray1"},
+        {"DefaultTrays", {{1, ""}, {2, ""}}, "Tray12"},
+        {"DefaultTrays", {{3, ""}}, "Tray123"},
+        {"DefaultTrays", {{1, ""}, {4, ""}, {130, ""}}, "Tray1234"},
+        {"DefaultTrays", {{5, ""}}, "Tray12345"},
+        {"DefaultTrays", {{6, ""}, {129, ""}, {130, ""}, {131, ""}}, "-"},  // feeders never count
+        {"DefaultOptOutputBins", {{1, ""}}, "StandardBin"},
+        {"DefaultOptOutputBins", {{16, ""}}, "-"},  // beyond the bins that are looked at
+        {"DefaultOutputFinisher", {{12, ""}}, "StandardFinisher"},
+        {"DefaultOutputFinisher", {{12, ""}, {22, ""}}, "AdvancedFinisher"},
+        {"DefaultOutputFinisher", {{5, ""}}, "-"},
+    };
+    for (const auto& [keyword, ids, value] : units) {
+        StubParser parser(0);
+        std::string name = keyword;
+        (name == "DefaultTrays" ? parser.trays : name == "DefaultOptOutputBins" ? parser.bins : parser.finishers) = ids;
+        EXPECT_EQ(valueOf(optionsOf(parser), keyword), value) << keyword << " " << ids.rbegin()->first;
+    }
+    for (int bin = 2; bin <= 15; ++bin) {
+        StubParser parser(0);
+        parser.bins = {{1, ""}, {bin, ""}};
+        EXPECT_EQ(valueOf(optionsOf(parser), "DefaultOptOutputBins"), "OBin" + std::to_string(bin - 1));
+    }
+    // state -> DefaultOptDuplex, DefaultDuplex, DefaultFlash, DefaultEnvFeeder
+    const std::vector<std::tuple<int, const char*, const char*, const char*, const char*>> states = {
+        {1, "InstalledM", "-", "InstalledF", "InstalledM"},
+        {0, "NotInstalledM", "None", "NotInstalledF", "NotInstalledM"},
+        {-1, "InstalledM", "-", "NotInstalledF", "-"},  // unknown: duplex assumed, flash not
+        {7, "-", "-", "-", "-"},
+    };
+    for (const auto& [state, duplex, duplexDefault, flash, feeder] : states) {
+        StubParser parser(0);
+        std::tie(parser.duplex, parser.flash, parser.manualFeeder) = std::make_tuple(state, state, state);
+        PPDKeywordMap keywords = optionsOf(parser);
+        EXPECT_EQ(valueOf(keywords, "DefaultOptDuplex"), duplex) << state;
+        EXPECT_EQ(valueOf(keywords, "DefaultDuplex"), duplexDefault) << state;
+        EXPECT_EQ(valueOf(keywords, "DefaultFlash"), flash) << state;
+        EXPECT_EQ(valueOf(keywords, "DefaultEnvFeeder"), feeder) << state;
+    }
+}
+
+TEST(SupplyTables, EverySupplyTypeAndSupplyIdGivesItsMarkerTypeAndColour) {
+    std::vector<supplyInfo_> byType;
+    for (int type = 0; type <= 8; ++type) byType.push_back(record(1, type));
+    EXPECT_EQ(valueOf(suppliesOf(byType), "marker-types"), "toner,toner,toner,opc,fuser,ink,other");
+
+    const std::vector<std::pair<int, const char*>> colours = {
+        {1, "#000000"},  {2, "#00FFFF"},  {3, "#FF00FF"},  {4, "#FFFF00"},  {16, "#000000"}, {17, "#00FFFF"},
+        {18, "#FF00FF"}, {19, "#FFFF00"}, {64, "#000000"}, {65, "#00FFFF"}, {66, "#FF00FF"}, {67, "#FFFF00"},
+        {68, "#000000"}, {69, "#FF00FF"}, {70, "#00FFFF"}, {5, "#000000"},  {71, "#000000"},
+    };
+    std::vector<supplyInfo_> byId;
+    std::string expected;
+    for (const auto& [id, colour] : colours) {
+        byId.push_back(record(id, 3));
+        expected += std::string(expected.empty() ? "" : ",") + colour;
+    }
+    EXPECT_EQ(valueOf(suppliesOf(byId), "marker-colors"), expected);
+}
+
+// The waste-toner box reports how much room is left, except on Darwin 8 (host release 12).
+TEST(SupplyTables, WasteTonerLevelIsInvertedExceptOnDarwin8) {
+    const std::tuple<const char*, const char*, const char*> hosts[] = {
+        {"Linux", "6.1.0", "40,70"}, {"Darwin", "11.4.2", "40,70"}, {"Darwin", "12.5.0", "40,30"},
+        {"Darwin", "13.0.0", "40,70"}, {"Darwin", "14.0.0", "40,70"},
+    };
+    for (const auto& [sysname, release, levels] : hosts) {
+        cfftest::FakeHost host(sysname, release);
+        PPDKeywordMap keywords = suppliesOf({record(1, 3, 100, 40), record(112, 7, 100, 30)});
+        EXPECT_EQ(valueOf(keywords, "marker-levels"), levels) << sysname << " " << release;
+        EXPECT_EQ(valueOf(keywords, "marker-types"), "toner,wasteToner");
+    }
+}
+
+// The spooler takes only lines that start exactly so; the supplies and options share no line.
+TEST(PPDLines, SuppliesGoOutAsOneAttrLineAndOptionsAsOnePpdLine) {
+    supplyInfo_ black = record(1, 3, 100, 25);
+    StubParser supplies(0), options(0);
+    supplies.supplies = {&black};
+    options.trays = {{2, ""}};
+    for (const auto& [type, parser, line] :
+         {std::make_tuple(REQ_SUPPLY_LEVELS, &supplies,
+                          "ATTR: marker-colors=#000000 marker-levels=25 marker-names='\"S\"' marker-types=toner \n"
+                          "STATE: -toner-low-report,toner-empty-warning,marker-supply-low-report,"
+                          "marker-supply-empty-warning,opc-near-eol-report,opc-life-over-warning\n"),
+          std::make_tuple(REQ_INSTALLABLE_OPTIONS, &options,
+                          "PPD: DefaultDuplex=None DefaultEnvFeeder=NotInstalledM DefaultFlash=NotInstalledF "
+                          "DefaultOptDuplex=NotInstalledM DefaultOptOutputBins=StandardBin "
+                          "DefaultOutputFinisher=NotInstalledM DefaultTrays=Tray12 \n")}) {
+        OutputCapture err(2);
+        PPDStringModifier writer;
+        writer.setOutputMode(new WriterSTDERR());
+        int result = writer.writeData(type, parser);
+        std::string text = err.text();
+        EXPECT_EQ(result, 0);
+        EXPECT_EQ(text, line);
+    }
+}
 
 TEST(PPDOptions, TraysBinsAndFinishersOutOfRange) {
     StubParser parser(0);
@@ -45,8 +164,8 @@ TEST(PPDOptions, TraysBinsAndFinishersOutOfRange) {
 }
 
 TEST(PPDSupplies, ReportsTheFourMarkerAttributesInThirtyTwoBitArithmetic) {
-    std::vector<supplyInfo_> records = {record(1, "Black Toner", 1, 100, 40), record(42, "Hidden", 1, 100, 1),
-                                        record(2, "Big", 5, 40000000, 30000000), record(3, "Other", 0, 100, 1)};
+    std::vector<supplyInfo_> records = {record(1, 1, 100, 40, "Black Toner"), record(42, 1, 100, 1, "Hidden"),
+                                        record(2, 5, 40000000, 30000000, "Big"), record(3, 0, 100, 1, "Other")};
     StubParser parser(0);
     for (supplyInfo_& r : records) parser.supplies.push_back(&r);
     // 30000000 * 100 wraps: -1294967296 / 40000000 = -32.
@@ -76,28 +195,4 @@ TEST(PPDWriters, FailedRequestsWriteNothing) {
         EXPECT_EQ(err.text(), "");
     }
     EXPECT_EQ(PPDStringModifier().writeToFile("PPD: a=1 "), -1);
-}
-
-TEST(PPDFileWriter, RewritesTheFirstLineOfEachKeyword) {
-    std::string path = std::string(CFF_BINARY_DIR) + "/ppd-writer-test.ppd";
-    std::ofstream(path) << "*PPD-Adobe: \"4.3\"\n*DefaultTrays: Tray1\n*OpenUI *DefaultTrays/Trays: PickOne\n"
-                           "*DefaultFlash: NotInstalledF\n";
-    StubParser parser(0);
-    parser.trays = {{1, "A"}, {2, "B"}};
-    PPDFileModifier writer(path), missing(path + ".missing");
-    writer.setOutputMode(new WriterSTDOUT());
-    missing.setOutputMode(new WriterSTDOUT());
-    OutputCapture out(1);  // test failures print there too: checked once it is restored
-    const int written = writer.writeData(REQ_INSTALLABLE_OPTIONS, &parser);
-    const int refused = missing.writeData(REQ_INSTALLABLE_OPTIONS, &parser);
-    const std::string text = out.text();
-    EXPECT_EQ(written, 0);
-    EXPECT_EQ(refused, -1);
-    EXPECT_EQ(text, "*PPD-Adobe: \"4.3\"\n*DefaultTrays: Tray12\n*OpenUI *DefaultTrays/Trays: PickOne\n"
-                    "*DefaultFlash: NotInstalledF\n\n");
-    std::remove(path.c_str());
-    // The factory picks the line writer for an empty path, the file writer otherwise.
-    std::unique_ptr<IWriter> line(WriterFactory::createWriter("")), file(WriterFactory::createWriter(path));
-    EXPECT_NE(dynamic_cast<PPDStringModifier*>(line.get()), nullptr);
-    EXPECT_NE(dynamic_cast<PPDFileModifier*>(file.get()), nullptr);
 }

@@ -1,4 +1,4 @@
-// Tests of the choice of the NPA language id from the user's locale.
+// Tests of the choice of the NPA language id from the user's locale; the language table checked whole.
 #include <gtest/gtest.h>
 
 #include "helpers/OutputCapture.h"
@@ -48,4 +48,22 @@ TEST(NPALangSettings, PreferredIdIsRememberedForTheCurrentLanguageAndLoggedOnce)
     NPALangSettings english;
     EXPECT_EQ(english.setPreferedLangID(7), 0);
     EXPECT_EQ(english.getNPALangID(), 7);
+}
+
+TEST(LanguageTable, EveryLocaleGetsItsPrinterLanguageIdWithOrWithoutCountryAndCharset) {
+    const std::pair<const char*, int> table[] = {
+        {"en_US", 0}, {"de", 1},     {"fr", 2},     {"fr_CA", 3}, {"es", 4},  {"it", 5},  {"da", 6},  {"no", 7},
+        {"nl", 8},    {"ja", 9},     {"ko", 10},    {"zh_TW", 11}, {"zh_CN", 12}, {"sv", 13}, {"fi", 15}, {"pt", 16},
+        {"ru", 17},   {"cs", 18},    {"pl", 19},    {"hu", 20},   {"tr", 21}, {"el", 22}, {"ro", 24}, {"ar", 25},
+    };
+    ScopedEnv env;
+    env.set("APPLE_LANG", std::nullopt);
+    for (const auto& [code, id] : table) {
+        std::string locale = code;
+        // A bare language code also stands for every country of it.
+        for (std::string lang : {locale, locale + ".UTF-8", locale.find('_') == std::string::npos ? locale + "_XX" : locale}) {
+            env.set("LANG", lang);
+            EXPECT_EQ(NPALangSettings().getNPALangID(), id) << lang;
+        }
+    }
 }

@@ -1,9 +1,10 @@
-// Tests of host facts and of the conversion of printer texts to UTF-8.
+// Tests of host facts and of the conversion of printer texts to UTF-8; the code page table checked whole.
 #include <gtest/gtest.h>
 #include <iconv.h>
 
 #include "helpers/OutputCapture.h"
 #include "helpers/TestUtil.h"
+#include "support/Utility.h"
 #include "support/TempLog.h"
 
 TEST(UtilityHost, ReleaseTextGivesMajorMinorAndSpoolerGeneration) {
@@ -75,4 +76,22 @@ TEST(UtilityConvert, FallbackCodePage850TableAgreesWithTheSystemConverter) {
     viaIconv.resize(viaIconv.size() - outLeft);
     EXPECT_EQ(text, viaIconv);
     EXPECT_EQ(copy, text);
+}
+
+TEST(CodePageTable, EveryCodePageConvertsItsOwnCharactersToUtf8) {
+    OutputCapture err(2);
+    // Each sample reads differently in the neighbouring encodings (ISO-8859-1 above all).
+    const std::tuple<int, std::string, std::string> table[] = {
+        {2009, "\x81\x84", "\xC3\xBC\xC3\xA4"},          // CP850: u and a with diaeresis
+        {12, "\xD0\xFD", "\xC4\x9E\xC4\xB1"},            // ISO-8859-9: G with breve, dotless i
+        {5, "\xB1\xE8", "\xC4\x85\xC4\x8D"},             // ISO-8859-2: a with ogonek, c with caron
+        {8, "\xB0\xD0", "\xD0\x90\xD0\xB0"},             // ISO-8859-5: Cyrillic capital and small a
+        {106, "\xC3\xA9", "\xC3\xA9"},                   // UTF-8 as it is
+        {17, "\x82\xA0\x83\x41", "\xE3\x81\x82\xE3\x82\xA2"},  // Shift-JIS: hiragana a, katakana a
+    };
+    for (const auto& [codePage, in, expected] : table) {
+        std::string out;
+        EXPECT_EQ(Utility::convertStringToUTF8(codePage, in, out), 0) << codePage;
+        EXPECT_EQ(out, expected) << codePage;
+    }
 }

@@ -102,7 +102,9 @@ int ContainerTree::encode(const Element& element, const ContainerWidths& widths,
             error = "element " + std::to_string(element.id) + " has too many children for its count field";
             return -1;
         }
-        if (!appendNumber(out, body.size(), widths.containerLength)) {
+        unsigned long length = element.claimedLength >= 0 ? static_cast<unsigned long>(element.claimedLength)
+                                                           : body.size();
+        if (!appendNumber(out, length, widths.containerLength)) {
             error = "element " + std::to_string(element.id) + " is too long for its length field";
             return -1;
         }

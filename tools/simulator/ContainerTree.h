@@ -18,6 +18,7 @@ public:
         std::string text;
         std::vector<Element> children;
         long claimedCount = -1;  // sent instead of the number of children when not negative
+        long claimedLength = -1; // sent instead of the container's length when not negative
         bool rawValue = false;   // the leaf's value is |text| as it is, whatever its type
 
         // Adds a child container with element id |childId| and returns it.

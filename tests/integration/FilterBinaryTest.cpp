@@ -1,17 +1,16 @@
 // Runs the built filter the way the spooler does and checks its exit, its output and its log.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 
-#include <filesystem>
-#include <fstream>
 #include <optional>
 #include <sstream>
 
-#include "helpers/TestUtil.h"
+#include "FilterRun.h"
 
 namespace {
 
+using e2e::readFile;
+using e2e::writeFile;
 using Messages = std::vector<std::string>;
 
 std::string quoted(const std::string& text) {
@@ -19,13 +18,6 @@ std::string quoted(const std::string& text) {
     for (char c : text) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return result + "'";
 }
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void writeFile(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
 struct FilterRun {
     int status = -1;  // -1: the run could not be set up
@@ -101,11 +93,6 @@ TEST(FilterBinary, ExitsZeroAndLogsWhichCommandsRanAndWhereReadingStopped) {
     };
     const Messages stdinRun = {"Command =AutoConfigure", closed, "Return Value from process() =-1"};
     const std::vector<Case> cases = {
-        {"any case, comments, self test ignored", "# maintenance\nreportLEVELS\n\nPrintSelfTestPage\nautoconfigure now\n",
-         withFile, "", uri, "",
-         {"Command =ReportLevels", "Command =AutoConfigure", closed, "Return Value from process() =0"}},
-        {"unknown word ends the run", "AutoConfigure\nBogus\nAutoConfigure\n", withFile, "", nullptr, "",
-         {"Command =AutoConfigure", "Unknown printer Command =Bogus"}},
         {"missing file", std::nullopt, withFile, "", uri, "", {"ERROR = Unable to open command file"}},
         // Without DEVICE_URI the request fails, yet the filter exits 0.
         {"six arguments read stdin", "ReportLevels\n", job, "AutoConfigure\n", nullptr, "", stdinRun},
