@@ -59,7 +59,7 @@ TEST(QueryToolArguments, AcceptsTheCommandWordsAndATimeOutAndRejectsTheRest) {
     }
 }
 
-TEST(QueryToolCheck, FindsThePrinterOrSaysWhyNot) {
+TEST(QueryToolCheck, FindsThePrinterOrSaysWhyNotAndReadsTheSerialNumberUpToTheNextParameter) {
     const int ok = kUsbSuccess, closed = kUsbNotPrivileged;
     struct Case {
         const char* what;
@@ -91,23 +91,16 @@ TEST(QueryToolCheck, FindsThePrinterOrSaysWhyNot) {
         EXPECT_EQ(QueryTool::checkPrinter(platform, kUri, message), c.result);
         EXPECT_THAT(message, HasSubstr(c.message));
     }
-}
-
-// The spooler's usb backend writes more parameters after the serial number.
-TEST(QueryToolCheck, SerialNumberEndsWhereTheNextUriParameterBegins) {
-    struct {
-        const char *uri, *deviceSerial;
-        int result;
-    } cases[] = {
+    // The spooler's usb backend writes more parameters after the serial number, which ends there.
+    const std::tuple<const char*, const char*, int> serials[] = {
         {"usb://Acme/Laser%20500?serial=ABC123&interface=1", "ABC123", kQueryExitSuccess},
         {"usb://Acme/Laser%20500?serial=abc123&interface=1&x=y", "ABC123", kQueryExitSuccess},
         {"usb://Acme/Laser%20500?serial=ABC123&interface=1", "ABC123&interface", kQueryExitNoPrinter},
     };
-    for (const auto& c : cases) {
-        USBScriptedPlatform platform;
-        platform.devices.push_back(scriptedPrinter("Acme Laser 500", c.deviceSerial));
+    for (const auto& [uri, deviceSerial, result] : serials) {
+        USBScriptedPlatform platform({scriptedPrinter("Acme Laser 500", deviceSerial)});
         std::string message;
-        EXPECT_EQ(QueryTool::checkPrinter(platform, c.uri, message), c.result) << c.uri << ": " << message;
+        EXPECT_EQ(QueryTool::checkPrinter(platform, uri, message), result) << uri << ": " << message;
     }
 }
 

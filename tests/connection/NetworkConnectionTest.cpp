@@ -205,34 +205,14 @@ TEST(NetworkAddresses, EachAddressOfTheHostIsTriedInLookupOrderUntilThePrinterAn
     }
 }
 
-TEST(DNSServiceResolver, SplitsInstanceIntoNameTypeAndDomain) {
-    struct {
-        std::string instance, parts;  // "name result|type result|domain result"
-    } cases[] = {
-        {"A\\.B._ipp._tcp.local.", "A\\.B 0|_ipp._tcp 0|local. 0"},
+// The instance as the URI holds it splits into name, type and domain, each with its result; the
+// name is split off before it is decoded and unescaped. Rows without "|" are "_ipp._tcp.local." ones.
+TEST(DNSServiceResolver, SplitsInstanceIntoNameTypeAndDomainBeforeTheNameIsDecoded) {
+    const std::pair<const char*, std::string> cases[] = {
         {"Laser_5._ipp._tcp.example.com.", "Laser_5 0|_ipp._tcp 0|com. 0"},
         {"Printer._ipp._tcp", "Printer 0|_ipp._tcp -1|_tcp 0"},
         {"Printer", "Printer -1| -1| -1"},
-    };
-    TempLog log;
-    OutputCapture err(2);
-    log.enable();
-    DNSServiceResolver resolver;
-    for (const auto& c : cases) {
-        std::string name = "stale", type = "stale", domain = "stale";
-        int n = resolver.resolveServiceName(c.instance, name), t = resolver.resolveServiceType(c.instance, type);
-        int d = resolver.resolveServiceDomainName(c.instance, domain);
-        EXPECT_EQ(name + " " + std::to_string(n) + "|" + type + " " + std::to_string(t) + "|" + domain + " " +
-                      std::to_string(d),
-                  c.parts);
-    }
-    EXPECT_NE(log.log().find("Service Type =\n"), std::string::npos) << "a missing part is logged too";
-    EXPECT_EQ(resolver.replaceCharacters("%20A%20%20B%2%200"), " A  B%2 0");
-}
-
-// The name part as the resolver is given it, from the instance as the URI holds it.
-TEST(ServiceNames, NameIsSplitOffBeforeItIsDecodedAndUnescaped) {
-    const std::pair<const char*, const char*> cases[] = {
+        {"A\\.B._ipp._tcp.local.", "A.B"},
         {"Laser%20%40%20office._ipp._tcp.local.", "Laser @ office"},
         {"Floor%202%5C.East._ipp._tcp.local.", "Floor 2.East"},
         {"Floor%202%5c.East._ipp._tcp.local.", "Floor 2.East"},
@@ -242,12 +222,21 @@ TEST(ServiceNames, NameIsSplitOffBeforeItIsDecodedAndUnescaped) {
         {"Back\\\\slash\\032and\\.dot._ipp._tcp.local.", "Back\\slash and.dot"},
         {"100%25%zz%4._ipp._tcp.local.", "100%%zz%4"},  // what is no escape stays as it is
     };
+    TempLog log;
+    OutputCapture err(2);
+    log.enable();
     DNSServiceResolver resolver;
-    for (const auto& [instance, expected] : cases) {
-        std::string name;
-        resolver.resolveServiceName(instance, name);
-        EXPECT_EQ(URLResolver::unescapeInstanceName(URLResolver::percentDecode(name)), expected) << instance;
+    for (const auto& [instance, parts] : cases) {
+        std::string name = "stale", type = "stale", domain = "stale";
+        int n = resolver.resolveServiceName(instance, name), t = resolver.resolveServiceType(instance, type);
+        int d = resolver.resolveServiceDomainName(instance, domain);
+        EXPECT_EQ(URLResolver::unescapeInstanceName(URLResolver::percentDecode(name)) + " " + std::to_string(n) + "|" +
+                      type + " " + std::to_string(t) + "|" + domain + " " + std::to_string(d),
+                  parts.find('|') == std::string::npos ? parts + " 0|_ipp._tcp 0|local. 0" : parts)
+            << instance;
     }
+    EXPECT_NE(log.log().find("Service Type =\n"), std::string::npos) << "a missing part is logged too";
+    EXPECT_EQ(resolver.replaceCharacters("%20A%20%20B%2%200"), " A  B%2 0");
 }
 
 // Names holding "@", a dot and "ü", published by the mDNS daemon of avahi-namespace.sh, resolve

@@ -212,11 +212,9 @@ TEST(USBLibusbPlatform, ListsAndOpensAnEmulatedPrinter) {
         if (device->createInterfacePlugIn(index, plugIn) != kUsbSuccess || plugIn->queryInterface(usb) != kUsbSuccess) {
             return std::string("unusable");
         }
-        uint8_t interfaceClass = 0, interfaceSubClass = 0, count = 0;
-        usb->getInterfaceClass(interfaceClass);
-        usb->getInterfaceSubClass(interfaceSubClass);
-        usb->getNumEndpoints(count);
-        std::string text = std::to_string(interfaceClass) + "/" + std::to_string(interfaceSubClass) + " " + std::to_string(count) + ":";
+        uint8_t klass = 0, subClass = 0, count = 0;
+        usb->getInterfaceClass(klass), usb->getInterfaceSubClass(subClass), usb->getNumEndpoints(count);
+        std::string text = std::to_string(klass) + "/" + std::to_string(subClass) + " " + std::to_string(count) + ":";
         UsbPipeProperties p;
         for (uint8_t ref = 1; usb->getPipeProperties(ref, p) == kUsbSuccess; ++ref) {
             for (int field : {p.direction, p.number, p.transferType, p.maxPacketSize, p.interval}) text += " " + std::to_string(field);

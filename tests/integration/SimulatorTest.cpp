@@ -168,7 +168,7 @@ TEST(SimulatorBackend, SideChannelAndArgumentsAreABackendsOwn) {
     EXPECT_NE(0, system((std::string(CFFSIM_BINARY) + " backend " + profilePath("silent") + " 1 2 >/dev/null 2>&1").c_str()));
 }
 
-TEST(SimulatorProfile, MistakesAreReportedWithLineAndReason) {
+TEST(SimulatorProfile, MistakesAreReportedWithLineAndReasonAndHexNamesAreKept) {
     const std::pair<std::string, const char*> cases[] = {
         {"code_page: 2009\n", "inline:1: the key \"model\" is missing"},
         {"model: X\ntray:\n  - {id: 1}\n", "inline:2: unknown key \"tray\" in profile"},
@@ -189,16 +189,10 @@ TEST(SimulatorProfile, MistakesAreReportedWithLineAndReason) {
     }
     EXPECT_EQ(-1, ProfileLoader::loadFile("/nonexistent/profile.yaml", profile, error));
     EXPECT_EQ("/nonexistent/profile.yaml: cannot be opened: No such file or directory", error);
-}
-
-TEST(SimulatorProfile, SupplyNamesGivenAsHexAreSentAsTheyAre) {
-    DeviceProfile profile;
-    std::string error;
-    ASSERT_EQ(0, ProfileLoader::loadText("model: X\ncode_page: 2009\nsupplies:\n"
-                                         "  - {id: 1, type: 3, max: 1, level: 1, name_hex: \"4b 00 E9\"}\n",
-                                         "inline", profile, error))
-        << error;
-    EXPECT_EQ(std::string("K\0\xE9", 3), profile.supplies.at(0).name);
+    // Supply names given as hex are sent as they are.
+    EXPECT_EQ(std::string("K\0\xE9", 3), load("model: X\ncode_page: 2009\nsupplies:\n"
+                                               "  - {id: 1, type: 3, max: 1, level: 1, name_hex: \"4b 00 E9\"}\n",
+                                               true).supplies.at(0).name);
 }
 
 }  // namespace

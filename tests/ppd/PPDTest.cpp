@@ -1,5 +1,5 @@
 // Tests of the mapping to PPD keywords and marker attributes (the option, supply-type and colour
-// tables each checked whole), and of the writers that put them out with their exact line prefixes.
+// tables each checked whole), and of the writers when a request fails.
 #include <gtest/gtest.h>
 
 #include "helpers/OutputCapture.h"
@@ -121,31 +121,6 @@ TEST(SupplyTables, WasteTonerLevelIsInvertedExceptOnDarwin8) {
         PPDKeywordMap keywords = suppliesOf({record(1, 3, 100, 40), record(112, 7, 100, 30)});
         EXPECT_EQ(valueOf(keywords, "marker-levels"), levels) << sysname << " " << release;
         EXPECT_EQ(valueOf(keywords, "marker-types"), "toner,wasteToner");
-    }
-}
-
-// The spooler takes only lines that start exactly so; the supplies and options share no line.
-TEST(PPDLines, SuppliesGoOutAsOneAttrLineAndOptionsAsOnePpdLine) {
-    supplyInfo_ black = record(1, 3, 100, 25);
-    StubParser supplies(0), options(0);
-    supplies.supplies = {&black};
-    options.trays = {{2, ""}};
-    for (const auto& [type, parser, line] :
-         {std::make_tuple(REQ_SUPPLY_LEVELS, &supplies,
-                          "ATTR: marker-colors=#000000 marker-levels=25 marker-names='\"S\"' marker-types=toner \n"
-                          "STATE: -toner-low-report,toner-empty-warning,marker-supply-low-report,"
-                          "marker-supply-empty-warning,opc-near-eol-report,opc-life-over-warning\n"),
-          std::make_tuple(REQ_INSTALLABLE_OPTIONS, &options,
-                          "PPD: DefaultDuplex=None DefaultEnvFeeder=NotInstalledM DefaultFlash=NotInstalledF "
-                          "DefaultOptDuplex=NotInstalledM DefaultOptOutputBins=StandardBin "
-                          "DefaultOutputFinisher=NotInstalledM DefaultTrays=Tray12 \n")}) {
-        OutputCapture err(2);
-        PPDStringModifier writer;
-        writer.setOutputMode(new WriterSTDERR());
-        int result = writer.writeData(type, parser);
-        std::string text = err.text();
-        EXPECT_EQ(result, 0);
-        EXPECT_EQ(text, line);
     }
 }
 

@@ -44,11 +44,6 @@ TEST(SupplyStateReasons, LinesClearTheRestOfTheFamilyAndAddWhatHolds) {
     SupplyStateReasons none;
     EXPECT_TRUE(none.lines().empty());
 
-    SupplyStateReasons full;
-    full.addSupply("toner", 80, true);
-    EXPECT_EQ(full.lines(), (Reasons{"STATE: -toner-low-report,toner-empty-warning,marker-supply-low-report,"
-                                     "marker-supply-empty-warning,opc-near-eol-report,opc-life-over-warning"}));
-
     SupplyStateReasons mixed;  // two toners in different states, and a worn drum twice
     for (auto [type, percent] : {std::make_pair("toner", 3), std::make_pair("toner", 1), std::make_pair("opc", 4),
                                  std::make_pair("opc", 5), std::make_pair("wasteToner", 2)}) {
