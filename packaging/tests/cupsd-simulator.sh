@@ -8,14 +8,9 @@
 # Runs in a private network namespace so that the simulator can take UDP 161 on loopback.
 # Usage: cupsd-simulator.sh PPD FILTER CFFSIM PROFILE_DIR
 set -euo pipefail
-if [ $# -ne 4 ]; then
-  echo "usage: $0 PPD FILTER CFFSIM PROFILE_DIR" >&2
-  exit 2
-fi
-here=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=private-cupsd.sh
-source "$here/private-cupsd.sh"
-cff_cupsd_isolate "$@"
+source "$(dirname "$0")/private-cupsd.sh"
+cff_cupsd_isolate "PPD FILTER CFFSIM PROFILE_DIR" "$@"
 
 ppd=$1 filter=$2 cffsim=$3 profiles=$4
 # The colour model's sample PPD lies beside the monochrome one.

@@ -7,14 +7,9 @@
 # change. Runs in a private network namespace, like the other cupsd tests.
 # Usage: cupsd-supply-names.sh PPD FILTER CFFSIM PROFILE
 set -euo pipefail
-if [ $# -ne 4 ]; then
-  echo "usage: $0 PPD FILTER CFFSIM PROFILE" >&2
-  exit 2
-fi
-here=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=private-cupsd.sh
-source "$here/private-cupsd.sh"
-cff_cupsd_isolate "$@"
+source "$(dirname "$0")/private-cupsd.sh"
+cff_cupsd_isolate "PPD FILTER CFFSIM PROFILE" "$@"
 
 ppd=$1 filter=$2 cffsim=$3 profile=$4
 work=$(mktemp -d)

@@ -6,14 +6,9 @@
 # answers nothing must leave the reasons of the last good report in place.
 # Usage: cupsd-supply-warnings.sh PPD FILTER CFFSIM
 set -euo pipefail
-if [ $# -ne 3 ]; then
-  echo "usage: $0 PPD FILTER CFFSIM" >&2
-  exit 2
-fi
-here=$(cd "$(dirname "$0")" && pwd)
 # shellcheck source=private-cupsd.sh
-source "$here/private-cupsd.sh"
-cff_cupsd_isolate "$@"
+source "$(dirname "$0")/private-cupsd.sh"
+cff_cupsd_isolate "PPD FILTER CFFSIM" "$@"
 
 ppd=$1 filter=$2 cffsim=$3
 work=$(mktemp -d)

@@ -1,15 +1,24 @@
 # Starts a throw-away cupsd on a loopback port, for tests and for trying the operator's guide.
-# Source it, then call:  cff_cupsd_isolate "$@"  (below), cff_cupsd_start DIR FILTER
+# Source it, then call:  cff_cupsd_isolate "USAGE" "$@"  (below), cff_cupsd_start DIR FILTER
 # [SCHEME=PROGRAM...]  (FILTER is installed as the filter "commandfilefilter", each PROGRAM
 # as the backend for URIs SCHEME://...), use
 # $CFF_CUPS_HOST with lp, lpadmin, lpoptions, lpstat and ipptool, and cff_cupsd_stop when done.
 # CFF_CUPS_WEB_INTERFACE=Yes turns on cupsd's web interface.
 # Needs root: cupsd drops to user lp for filters and backends.
 
-# Skips (exit 77) without root, else reruns the calling script with ARGS in a private network
-# namespace, which keeps cupsd's port and the simulator's UDP 161 away from the rest of the
-# machine; returns inside it with loopback up.  Call as:  cff_cupsd_isolate "$@"
+# Checks that the calling script got one argument per word of USAGE (else says how to call it
+# and exits 2), skips (exit 77) without root, else reruns the script with its arguments in a
+# private network namespace, which keeps cupsd's port and the simulator's UDP 161 away from
+# the rest of the machine; returns inside it with loopback up.
+# Call as:  cff_cupsd_isolate "USAGE" "$@"
 cff_cupsd_isolate() {
+  local usage=$1 words
+  shift
+  read -ra words <<<"$usage"
+  if [ $# -ne ${#words[@]} ]; then
+    echo "usage: $0 $usage" >&2
+    exit 2
+  fi
   if [ "$(id -u)" -ne 0 ]; then
     echo "SKIP: needs root: cupsd runs filters and backends as user lp"
     exit 77
