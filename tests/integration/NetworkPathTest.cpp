@@ -1,4 +1,4 @@
-// Whole-program runs on network queues: SNMP to UDP 161 (scripted agents and net-snmp's), NPA over
+// Whole-program runs on network queues: SNMP to UDP 161 (net-snmp's agent), NPA over
 // UDP 9300, a DNS-SD queue, and the side channel served by the spooler's own socket backend.
 #include <gtest/gtest.h>
 
@@ -10,19 +10,13 @@
 
 #include "FilterRun.h"
 #include "helpers/FdSlot.h"
-#include "helpers/SnmpAnswers.h"
-#include "helpers/UdpPeer.h"
 
 namespace {
 
 using e2e::FilterResult;
-using snmp_answers::text;
 
 const char kSocketUri[] = "socket://127.0.0.1:9100";
 
-const char kNoValuesLine[] =
-    "PPD: DefaultFlash=NotInstalledF DefaultOptDuplex=InstalledM "
-    "DefaultOptOutputBins=StandardBin DefaultOutputFinisher=NotInstalledM DefaultTrays=Tray1 \n";
 const char kColorFinisherOptions[] =
     "PPD: DefaultEnvFeeder=InstalledM DefaultFlash=InstalledF DefaultOptDuplex=InstalledM "
     "DefaultOptOutputBins=OBin3 DefaultOutputFinisher=AdvancedFinisher DefaultTrays=Tray1234 \n";
@@ -33,43 +27,6 @@ void expectReport(const FilterResult& run, const std::string& line, const std::s
 }
 
 }  // namespace
-
-// Scripted agents answer the configuration request in hostile ways.
-TEST(NetworkAutoConfigure, AnswersAreJoinedOrRejectedAsAWhole) {
-    RUN_IN_PRIVATE_NETWORK();
-    e2e::Scratch scratch;
-    // Two trays and a feeder, two bins, the booklet finisher (private table), duplex and flash.
-    const std::string whole = snmp_answers::getResponse({
-        text(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"), text(".1.3.6.1.2.1.43.8.2.1.13.1.2", "Tray 2"),
-        text(".1.3.6.1.2.1.43.8.2.1.13.1.3", "Feeder"),
-        text(".1.3.6.1.2.1.43.9.2.1.7.1.1", "Standard Bin"), text(".1.3.6.1.2.1.43.9.2.1.7.1.2", "Bin 1"),
-        text(".1.3.6.1.4.1.7707.6.3.1.1.8.1.1", "Booklet Finisher Unit"),
-        text(".1.3.6.1.2.1.43.13.4.1.10.1.2", "Duplexor"), text(".1.3.6.1.2.1.25.2.3.1.3", "%flash%")});
-    const std::string equippedLine = "PPD: DefaultEnvFeeder=InstalledM DefaultFlash=InstalledF DefaultOptDuplex=InstalledM "
-                                     "DefaultOptOutputBins=OBin1 DefaultOutputFinisher=AdvancedFinisher DefaultTrays=Tray12 \n";
-    std::string withoutFlash = equippedLine;
-    withoutFlash.replace(withoutFlash.find("=InstalledF"), 11, "=NotInstalledF");
-    struct Case {
-        const char* name;
-        cfftest::UdpPeer::Replies replies;  // datagrams sent back for the request
-        std::string line;
-    };
-    const std::vector<Case> cases = {
-        {"split over two datagrams", {{whole.substr(0, 100), whole.substr(100)}}, equippedLine},
-        // The last binding ("%flash%") loses its end; the complete ones before it count.
-        {"cut short", {{whole.substr(0, whole.size() - 7)}}, withoutFlash},
-        {"noise, then the answer", {{"\x01\x02\x03", whole}}, kNoValuesLine},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        cfftest::UdpPeer agent(c.replies, "127.0.0.1", 161);
-        ASSERT_TRUE(agent.ok());
-        FilterResult run = e2e::runNetworkFilter(scratch, kSocketUri, "AutoConfigure");
-        expectReport(run, c.line);
-        EXPECT_LT(run.seconds, 5);
-        EXPECT_EQ(agent.received().size(), 1u);  // the request goes out once, whatever comes back
-    }
-}
 
 // A DNS-SD queue resolves through the mDNS daemon of avahi-namespace.sh to the simulator's host.
 TEST(NetworkAutoConfigure, ServiceDiscoveryQueueAsksTheResolvedHost) {

@@ -3,8 +3,13 @@
 #include <gtest/gtest.h>
 
 #include "SnmpMessage.h"
+#include "core/SNMPConfigCmd.h"
 #include "helpers/ScriptedConnection.h"
+#include "helpers/SnmpAnswers.h"
 #include "helpers/TestUtil.h"
+#include "parser/SNMPParser.h"
+#include "ppd/PPDParser.h"
+#include "ppd/PPDStringModifier.h"
 #include "protocol/CUPSSNMPProtocol.h"
 #include "protocol/CUPSSNMPResp.h"
 #include "protocol/SNMPDataPacket.h"
@@ -69,4 +74,42 @@ TEST(SNMPRequest, GoesOutAsVersion2cGetRequestInTheReadCommunity) {
     ASSERT_EQ(message.bindings.size(), 2u);
     EXPECT_EQ(MibView::oidText(message.bindings[1].oid), ".1.3.6.1.2.1.25.2.3.1.3");
     EXPECT_EQ(message.bindings[1].tag, SnmpVarBind::kNull);
+}
+
+// The configuration answer split over datagrams is joined; one cut short keeps the bindings
+// before the cut; noise ahead of it spoils the whole. The request goes out once either way.
+TEST(SNMPConfiguration, AnswersAreJoinedOrRejectedAsAWhole) {
+    using snmp_answers::text;
+    // Two trays and a feeder, two bins, the booklet finisher (private table), duplex and flash.
+    const std::string whole = snmp_answers::getResponse({
+        text(".1.3.6.1.2.1.43.8.2.1.13.1.1", "Tray 1"), text(".1.3.6.1.2.1.43.8.2.1.13.1.2", "Tray 2"),
+        text(".1.3.6.1.2.1.43.8.2.1.13.1.3", "Feeder"),
+        text(".1.3.6.1.2.1.43.9.2.1.7.1.1", "Standard Bin"), text(".1.3.6.1.2.1.43.9.2.1.7.1.2", "Bin 1"),
+        text(".1.3.6.1.4.1.7707.6.3.1.1.8.1.1", "Booklet Finisher Unit"),
+        text(".1.3.6.1.2.1.43.13.4.1.10.1.2", "Duplexor"), text(".1.3.6.1.2.1.25.2.3.1.3", "%flash%")});
+    const std::string equipped = "PPD: DefaultEnvFeeder=InstalledM DefaultFlash=InstalledF DefaultOptDuplex=InstalledM "
+                                 "DefaultOptOutputBins=OBin1 DefaultOutputFinisher=AdvancedFinisher DefaultTrays=Tray12 ";
+    std::string withoutFlash = equipped;
+    withoutFlash.replace(withoutFlash.find("=InstalledF"), 11, "=NotInstalledF");
+    const std::tuple<const char*, std::vector<std::string>, std::string> cases[] = {
+        {"split over two datagrams", {whole.substr(0, 100), whole.substr(100)}, equipped},
+        {"cut short inside the last binding", {whole.substr(0, whole.size() - 7)}, withoutFlash},
+        {"noise, then the answer", {"\x01\x02\x03", whole},
+         "PPD: DefaultFlash=NotInstalledF DefaultOptDuplex=InstalledM DefaultOptOutputBins=StandardBin "
+         "DefaultOutputFinisher=NotInstalledM DefaultTrays=Tray1 "},
+    };
+    for (const auto& [name, reads, line] : cases) {
+        SCOPED_TRACE(name);
+        auto* connection = new ScriptedConnection();
+        connection->silenceStatus = -1;
+        for (const std::string& read : reads) connection->addText(read);
+        SNMPProtocol protocol(connection);
+        protocol.assignResponseBuilder(new SNMPResp());
+        SNMPParser parser;
+        SNMPConfigCmd().Execute(&protocol, &parser);
+        PPDKeywordMap keywords;
+        PPDParser().createData(REQ_INSTALLABLE_OPTIONS, &parser, keywords);
+        EXPECT_EQ(PPDStringModifier().formatData(REQ_INSTALLABLE_OPTIONS, keywords), line);
+        EXPECT_EQ(connection->writes.size(), 1u);
+    }
 }
