@@ -6,14 +6,12 @@
 
 #include <cstdio>
 
+#include "PrinterResponder.h"
+#include "ProfileLoader.h"
 #include "QueryTool.h"
-#include "connection/Connection.h"
+#include "connection/USBConnection.h"
 #include "connection/USBScriptedPlatform.h"
-#include "core/DevCommand.h"
-#include "helpers/StubParser.h"
 #include "helpers/TestUtil.h"
-#include "ppd/IWriter.h"
-#include "protocol/Protocol.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -104,82 +102,77 @@ TEST(QueryToolCheck, FindsThePrinterOrSaysWhyNotAndReadsTheSerialNumberUpToTheNe
     }
 }
 
-// Stand-ins for the request pieces, recording what the tool does with them (a sanitizer build
-// reports any piece the tool fails to delete).
-std::vector<std::string> events;
-double connectionTimeout = 0.0;
-int writeResult = 0, executeResult = 0;
-
-struct FakeConnection : Connection {
-    ~FakeConnection() override { connectionTimeout = getTimeoutVal(); }
-    int doOpen() override { return 0; }
-    int doClose() override { return -1; }
-    int doWrite(Data*) override { return 0; }
-    int doRead(Data&) override { return 0; }
-};
-struct FakeProtocol : Protocol {
-    FakeProtocol() : Protocol(new FakeConnection) {}
-    int doRequest(Data*, Data&) override { return 0; }
-};
-struct FakeCommand : DevCommand {
-    FakeCommand() : DevCommand(CMD_CONFIGURATION, 0) {}
-    int Execute(Protocol* protocol, Parser* parser) override {
-        events.push_back(protocol && parser ? "execute" : "execute without pieces");
-        return executeResult;
+// A printer attached by USB that answers as the simulator's printer for |profileName| does
+// (none: it stays silent), lent to the connections the tool makes.
+struct AttachedPrinter : UsbPlatform {
+    explicit AttachedPrinter(const char* profileName) {
+        std::string error;
+        if (profileName != nullptr) {
+            EXPECT_EQ(ProfileLoader::loadFile(std::string(CFFSIM_PROFILE_DIR) + "/" + profileName + ".yaml", profile, error), 0);
+            scripted.onWrite = [this](const std::vector<unsigned char>& request) {
+                for (const std::string& packet : printer.respond(NpaRequest::classify(std::string(request.begin(), request.end())))) {
+                    scripted.reads.push_back({kUsbSuccess, std::vector<unsigned char>(packet.begin(), packet.end())});
+                }
+            };
+        }
+        attached = this;
+        USBConnection::setSystemPlatformMaker([]() -> std::unique_ptr<UsbPlatform> { return std::make_unique<Lent>(*attached); });
     }
-};
-struct FakeWriter : IWriter {  // prints its line on standard error as the real writer does
-    int writeData(RequestType, Parser*) override {
-        std::fprintf(stderr, "PPD: *OptionTray1=True \n");
-        std::fflush(stderr);
-        return writeResult;
+    ~AttachedPrinter() override { USBConnection::setSystemPlatformMaker(nullptr); }
+    int listDevices(std::vector<UsbDeviceProperties>& out) override { return scripted.listDevices(out); }
+    int matchDevices(int vendor, int product, std::vector<std::unique_ptr<UsbDeviceEntry>>& out) override {
+        return scripted.matchDevices(vendor, product, out);
     }
+    struct Lent : UsbPlatform {
+        explicit Lent(UsbPlatform& to) : to(to) {}
+        int listDevices(std::vector<UsbDeviceProperties>& out) override { return to.listDevices(out); }
+        int matchDevices(int vendor, int product, std::vector<std::unique_ptr<UsbDeviceEntry>>& out) override {
+            return to.matchDevices(vendor, product, out);
+        }
+        UsbPlatform& to;
+    };
+
+    static inline AttachedPrinter* attached = nullptr;
+    USBScriptedPlatform scripted{{scriptedPrinter("Acme Laser 500", "ABC123")}};
+    DeviceProfile profile;
+    SimulatorOptions options;
+    PrinterResponder printer{profile, options, 500};
 };
 
-// Runs the request with the stand-ins; no protocol when |noProtocol|.
-int runRequest(double timeout, bool noProtocol, std::string& message) {
-    events.clear();
-    QueryOptions options;
-    options.uri = kUri;
-    options.timeoutGiven = timeout != 5.0;
-    options.timeout = timeout;
-    QueryPipeline pipeline;
-    pipeline.createProtocol = [noProtocol](RequestType, ExecutionType execution, std::string uri) -> Protocol* {
-        events.push_back("protocol " + std::to_string(execution) + " " + uri);
-        return noProtocol ? nullptr : new FakeProtocol;
-    };
-    pipeline.createWriter = [](std::string path) -> IWriter* {
-        events.push_back("writer \"" + path + "\"");
-        return new FakeWriter;
-    };
-    pipeline.createParser = [](ProtocolType) -> Parser* { return new StubParser; };
-    pipeline.getCommands = [](RequestType, ProtocolType) {
-        return std::list<DevCommand*>{new FakeCommand, nullptr, new FakeCommand};
-    };
-    return QueryTool::runRequest(options, pipeline, message);
-}
-
-// Every command runs with direct device access and the writer's line goes to standard output;
-// without a protocol, or with nothing answered, the tool says why.
-TEST(QueryToolRequest, RunsEveryCommandDirectlyAndPrintsTheLineOrSaysWhyNot) {
-    std::string message;
+// Runs the tool on |argv| with |printer| attached: its exit status, standard output and error.
+std::tuple<int, std::string, std::string> runTool(std::vector<const char*> argv, AttachedPrinter& printer) {
+    argv.insert(argv.begin(), "cffquery");
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    int result = runRequest(0.3, false, message);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "PPD: *OptionTray1=True \n");
-    EXPECT_EQ(result, kQueryExitSuccess) << message;
-    EXPECT_DOUBLE_EQ(connectionTimeout, 0.3);
-    EXPECT_THAT(events, ElementsAre(std::string("protocol 1 ") + kUri, "writer \"\"", "execute", "execute"));
+    int status = QueryTool::run(static_cast<int>(argv.size()), argv.data(), printer);
+    std::string err = testing::internal::GetCapturedStderr();
+    return {status, testing::internal::GetCapturedStdout(), err};
+}
 
-    EXPECT_EQ(runRequest(5.0, true, message), kQueryExitRequestFailed);
-    EXPECT_THAT(message, HasSubstr("no device dialogue"));
-    writeResult = executeResult = -1;
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(runRequest(5.0, false, message), kQueryExitRequestFailed);
-    testing::internal::GetCapturedStdout();
-    EXPECT_THAT(message, HasSubstr("did not answer"));
-    EXPECT_DOUBLE_EQ(connectionTimeout, 5.0);  // left alone without --timeout
+// The tool asks the attached printer as the filter asks it, with direct access, and prints the
+// filter's line on standard output; --timeout reaches the reads; a silent printer is named.
+TEST(QueryToolRequest, AsksThePrinterDirectlyAndPrintsTheFiltersLine) {
+    AttachedPrinter colour("color-finisher");
+    EXPECT_EQ(runTool({"--timeout", "0.3", "AutoConfigure", kUri}, colour),
+              std::make_tuple(kQueryExitSuccess,
+                              std::string("PPD: DefaultEnvFeeder=InstalledM DefaultFlash=InstalledF DefaultOptDuplex=InstalledM "
+                                          "DefaultOptOutputBins=OBin3 DefaultOutputFinisher=AdvancedFinisher "
+                                          "DefaultTrays=Tray1234 \n"),
+                              std::string()));
+    ASSERT_FALSE(colour.scripted.readCalls.empty());
+    for (const auto& call : colour.scripted.readCalls) EXPECT_EQ(std::get<3>(call), 30u) << "completion time-out";
+
+    AttachedPrinter mono("basic-mono");
+    auto [status, out, err] = runTool({"ReportLevels", kUri}, mono);
+    EXPECT_EQ(status, kQueryExitSuccess) << err;
+    EXPECT_THAT(out, testing::StartsWith("ATTR: marker-colors=#000000,#000000 marker-levels=40,75 "));
+    EXPECT_EQ(std::get<3>(mono.scripted.readCalls.at(0)), 500u);
+
+    AttachedPrinter silent(nullptr);
+    std::tie(status, out, err) = runTool({"AutoConfigure", kUri}, silent);
+    EXPECT_EQ(status, kQueryExitRequestFailed);
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(err, "cffquery: nothing to report: the printer did not answer\n");
 }
 
 // The built tool: usage on bad arguments, and at once no printer for a serial nobody has.

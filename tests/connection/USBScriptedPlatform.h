@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -32,6 +33,7 @@ public:
     std::vector<ScriptedDevice> devices;
     int listStatus = kUsbSuccess, matchStatus = kUsbSuccess, writeStatus = kUsbSuccess;
     std::deque<std::pair<int, std::vector<unsigned char>>> reads;  // (status, bytes) of the next reads; none: time-out
+    std::function<void(const std::vector<unsigned char>&)> onWrite;  // called with each write; may queue its answer
 
     // What happened, in order: "open 7/1", "close 7/1", "release 255/0", "clear stall 2".
     std::vector<std::string> events;
@@ -73,6 +75,7 @@ private:
         }
         int writePipe(uint8_t ref, const unsigned char* bytes, uint32_t size) override {
             p_->writes.emplace_back(ref, std::vector<unsigned char>(bytes, bytes + size));
+            if (p_->onWrite) p_->onWrite(p_->writes.back().second);
             return p_->writeStatus;
         }
         int readPipe(uint8_t ref, unsigned char* buffer, uint32_t& size, uint32_t noData, uint32_t completion) override {

@@ -72,18 +72,6 @@ private:
 
 }  // namespace
 
-QueryPipeline QueryPipeline::standard() {
-    QueryPipeline pipeline;
-    pipeline.createProtocol = ProtocolFactory::CreateProtocol;
-    pipeline.createWriter = WriterFactory::createWriter;
-    pipeline.createParser = ParserFactory::createParser;
-    pipeline.getCommands = [](RequestType type, ProtocolType protocolType) {
-        CommandManager manager;
-        return manager.getCommand(type, protocolType);
-    };
-    return pipeline;
-}
-
 std::string QueryTool::usage(const std::string& program) {
     return "Usage: " + program +
            " [--timeout SECONDS] (AutoConfigure|ReportLevels) usb://Make/Model?serial=NUMBER\n"
@@ -192,10 +180,9 @@ int QueryTool::checkPrinter(UsbPlatform& platform, const std::string& uri, std::
     return kQueryExitNoPrinter;
 }
 
-int QueryTool::runRequest(const QueryOptions& options, const QueryPipeline& pipeline,
-                          std::string& message) {
-    Protocol* protocol = pipeline.createProtocol(options.type, EXEC_DIRECT, options.uri);
-    IWriter* writer = pipeline.createWriter("");
+int QueryTool::runRequest(const QueryOptions& options, std::string& message) {
+    Protocol* protocol = ProtocolFactory::CreateProtocol(options.type, EXEC_DIRECT, options.uri);
+    IWriter* writer = WriterFactory::createWriter("");
     if (protocol == nullptr) {
         delete writer;
         message = "no device dialogue could be set up for " + options.uri;
@@ -204,8 +191,8 @@ int QueryTool::runRequest(const QueryOptions& options, const QueryPipeline& pipe
     if (options.timeoutGiven && protocol->getConnection() != nullptr) {
         protocol->getConnection()->setTimeoutVal(options.timeout);
     }
-    Parser* parser = pipeline.createParser(protocol->getProtocolType());
-    std::list<DevCommand*> commands = pipeline.getCommands(options.type, protocol->getProtocolType());
+    Parser* parser = ParserFactory::createParser(protocol->getProtocolType());
+    std::list<DevCommand*> commands = CommandManager().getCommand(options.type, protocol->getProtocolType());
 
     int answered = 0;
     bool anyCommand = false;
@@ -244,8 +231,7 @@ int QueryTool::runRequest(const QueryOptions& options, const QueryPipeline& pipe
     return kQueryExitRequestFailed;
 }
 
-int QueryTool::run(int argc, const char* const argv[], UsbPlatform& platform,
-                   const QueryPipeline& pipeline) {
+int QueryTool::run(int argc, const char* const argv[], UsbPlatform& platform) {
     std::string program = (argc > 0 && argv[0] != nullptr) ? argv[0] : "cffquery";
     size_t slash = program.rfind('/');
     if (slash != std::string::npos) {
@@ -266,7 +252,7 @@ int QueryTool::run(int argc, const char* const argv[], UsbPlatform& platform,
         std::cerr << program << ": " << message << "\n";
         return result;
     }
-    result = runRequest(options, pipeline, message);
+    result = runRequest(options, message);
     if (result != kQueryExitSuccess) {
         std::cerr << program << ": " << message << "\n";
     }

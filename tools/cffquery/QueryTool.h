@@ -1,18 +1,11 @@
 // QueryTool: the direct-mode query tool: arguments, the attached-printer check and one request.
 #pragma once
 
-#include <functional>
-#include <list>
 #include <string>
 
 #include "connection/ConnectionType.h"
 #include "core/RequestType.h"
-#include "protocol/ProtocolType.h"
 
-class DevCommand;
-class IWriter;
-class Parser;
-class Protocol;
 class UsbPlatform;
 
 // Exit statuses of the tool.
@@ -28,17 +21,6 @@ struct QueryOptions {
     bool timeoutGiven = false;
     double timeout = 5.0;  // seconds
     bool helpWanted = false;
-};
-
-// The pieces of a request, the filter's own factories unless a test replaces them.
-struct QueryPipeline {
-    std::function<Protocol*(RequestType, ExecutionType, std::string)> createProtocol;
-    std::function<IWriter*(std::string)> createWriter;
-    std::function<Parser*(ProtocolType)> createParser;
-    std::function<std::list<DevCommand*>(RequestType, ProtocolType)> getCommands;
-
-    // The filter's factories and command catalogue.
-    static QueryPipeline standard();
 };
 
 class QueryTool {
@@ -57,10 +39,10 @@ public:
     // Runs the request as the filter's request processor does, but with direct device
     // access, and writes the result line to standard output: kQueryExitSuccess or
     // kQueryExitRequestFailed with the reason in |message|.
-    static int runRequest(const QueryOptions& options, const QueryPipeline& pipeline,
-                          std::string& message);
+    static int runRequest(const QueryOptions& options, std::string& message);
 
     // The whole tool: messages go to standard error, the result line to standard output.
-    static int run(int argc, const char* const argv[], UsbPlatform& platform,
-                   const QueryPipeline& pipeline);
+    // |platform| is checked for the printer; the request itself goes through the USB
+    // connections' system platform.
+    static int run(int argc, const char* const argv[], UsbPlatform& platform);
 };

@@ -9,5 +9,5 @@ int main(int argc, char* argv[]) {
         return std::make_unique<LibusbPlatform>();
     });
     LibusbPlatform platform;
-    return QueryTool::run(argc, argv, platform, QueryPipeline::standard());
+    return QueryTool::run(argc, argv, platform);
 }
