@@ -11,6 +11,7 @@
 #include "QueryTool.h"
 #include "connection/USBConnection.h"
 #include "connection/USBScriptedPlatform.h"
+#include "helpers/OutputCapture.h"
 #include "helpers/TestUtil.h"
 
 using testing::ElementsAre;
@@ -104,36 +105,30 @@ TEST(QueryToolCheck, FindsThePrinterOrSaysWhyNotAndReadsTheSerialNumberUpToTheNe
 
 // A printer attached by USB that answers as the simulator's printer for |profileName| does
 // (none: it stays silent), lent to the connections the tool makes.
-struct AttachedPrinter : UsbPlatform {
+struct AttachedPrinter {
     explicit AttachedPrinter(const char* profileName) {
         std::string error;
         if (profileName != nullptr) {
             EXPECT_EQ(ProfileLoader::loadFile(std::string(CFFSIM_PROFILE_DIR) + "/" + profileName + ".yaml", profile, error), 0);
-            scripted.onWrite = [this](const std::vector<unsigned char>& request) {
+            usb.onWrite = [this](const std::vector<unsigned char>& request) {
                 for (const std::string& packet : printer.respond(NpaRequest::classify(std::string(request.begin(), request.end())))) {
-                    scripted.reads.push_back({kUsbSuccess, std::vector<unsigned char>(packet.begin(), packet.end())});
+                    usb.reads.push_back({kUsbSuccess, std::vector<unsigned char>(packet.begin(), packet.end())});
                 }
             };
         }
         attached = this;
-        USBConnection::setSystemPlatformMaker([]() -> std::unique_ptr<UsbPlatform> { return std::make_unique<Lent>(*attached); });
+        USBConnection::setSystemPlatformMaker([]() -> std::unique_ptr<UsbPlatform> { return std::make_unique<Lent>(); });
     }
-    ~AttachedPrinter() override { USBConnection::setSystemPlatformMaker(nullptr); }
-    int listDevices(std::vector<UsbDeviceProperties>& out) override { return scripted.listDevices(out); }
-    int matchDevices(int vendor, int product, std::vector<std::unique_ptr<UsbDeviceEntry>>& out) override {
-        return scripted.matchDevices(vendor, product, out);
-    }
+    ~AttachedPrinter() { USBConnection::setSystemPlatformMaker(nullptr); }
     struct Lent : UsbPlatform {
-        explicit Lent(UsbPlatform& to) : to(to) {}
-        int listDevices(std::vector<UsbDeviceProperties>& out) override { return to.listDevices(out); }
+        int listDevices(std::vector<UsbDeviceProperties>& out) override { return attached->usb.listDevices(out); }
         int matchDevices(int vendor, int product, std::vector<std::unique_ptr<UsbDeviceEntry>>& out) override {
-            return to.matchDevices(vendor, product, out);
+            return attached->usb.matchDevices(vendor, product, out);
         }
-        UsbPlatform& to;
     };
 
     static inline AttachedPrinter* attached = nullptr;
-    USBScriptedPlatform scripted{{scriptedPrinter("Acme Laser 500", "ABC123")}};
+    USBScriptedPlatform usb{{scriptedPrinter("Acme Laser 500", "ABC123")}};
     DeviceProfile profile;
     SimulatorOptions options;
     PrinterResponder printer{profile, options, 500};
@@ -142,11 +137,9 @@ struct AttachedPrinter : UsbPlatform {
 // Runs the tool on |argv| with |printer| attached: its exit status, standard output and error.
 std::tuple<int, std::string, std::string> runTool(std::vector<const char*> argv, AttachedPrinter& printer) {
     argv.insert(argv.begin(), "cffquery");
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    int status = QueryTool::run(static_cast<int>(argv.size()), argv.data(), printer);
-    std::string err = testing::internal::GetCapturedStderr();
-    return {status, testing::internal::GetCapturedStdout(), err};
+    OutputCapture out(1), err(2);
+    int status = QueryTool::run(static_cast<int>(argv.size()), argv.data(), printer.usb);
+    return {status, out.text(), err.text()};
 }
 
 // The tool asks the attached printer as the filter asks it, with direct access, and prints the
@@ -159,14 +152,14 @@ TEST(QueryToolRequest, AsksThePrinterDirectlyAndPrintsTheFiltersLine) {
                                           "DefaultOptOutputBins=OBin3 DefaultOutputFinisher=AdvancedFinisher "
                                           "DefaultTrays=Tray1234 \n"),
                               std::string()));
-    ASSERT_FALSE(colour.scripted.readCalls.empty());
-    for (const auto& call : colour.scripted.readCalls) EXPECT_EQ(std::get<3>(call), 30u) << "completion time-out";
+    ASSERT_FALSE(colour.usb.readCalls.empty());
+    for (const auto& call : colour.usb.readCalls) EXPECT_EQ(std::get<3>(call), 30u) << "completion time-out";
 
     AttachedPrinter mono("basic-mono");
     auto [status, out, err] = runTool({"ReportLevels", kUri}, mono);
     EXPECT_EQ(status, kQueryExitSuccess) << err;
     EXPECT_THAT(out, testing::StartsWith("ATTR: marker-colors=#000000,#000000 marker-levels=40,75 "));
-    EXPECT_EQ(std::get<3>(mono.scripted.readCalls.at(0)), 500u);
+    EXPECT_EQ(std::get<3>(mono.usb.readCalls.at(0)), 500u);
 
     AttachedPrinter silent(nullptr);
     std::tie(status, out, err) = runTool({"AutoConfigure", kUri}, silent);

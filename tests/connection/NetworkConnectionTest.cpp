@@ -5,14 +5,17 @@
 #include <netdb.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <future>
+#include <mutex>
+#include <thread>
 #include <vector>
 
 #include "connection/DNSServiceResolver.h"
 #include "connection/NetworkConnection.h"
 #include "helpers/OutputCapture.h"
 #include "helpers/TestUtil.h"
-#include "helpers/UdpPeer.h"
+#include "helpers/FdSlot.h"
 #include "protocol/Protocol.h"
 #include "support/TempLog.h"
 
@@ -20,16 +23,81 @@ using namespace cfftest;
 
 namespace {
 
-// The test runs again in private network and mount namespaces: loopback up (127.0.0.0/8 and
-// ::1), and an /etc/hosts that names "cff-dual" with ::1 first and 127.0.0.1 second.
-#define RUN_IN_PRIVATE_NETWORK_WITH_HOSTS()                                                               \
-    if (!std::getenv("CFF_PRIVATE_NETWORK")) {                                                            \
-        return rerunCurrentTest(                                                                          \
-            "unshare -n -m true 2>/dev/null || { echo no private namespaces; exit 77; }; "                \
-            "CFF_PRIVATE_NETWORK=1 unshare -n -m --propagation private sh -c 'ip link set lo up || exit 77; " \
-            "h=$(mktemp) && printf \"::1 cff-dual\\n127.0.0.1 cff-dual\\n\" >$h && mount --bind $h /etc/hosts " \
-            "&& rm -f $h || exit 77; exec \"$0\" \"$@\"'");                                              \
+// The test runs again in private network and mount namespaces (loopback up: 127.0.0.0/8 and
+// ::1), with an /etc/hosts that names "cff-dual" with ::1 first and 127.0.0.1 second.
+#define RUN_IN_PRIVATE_NETWORK_WITH_HOSTS()                                                         \
+    RERUN_IN_PRIVATE_NETWORK("h=$(mktemp) && printf \"::1 cff-dual\\n127.0.0.1 cff-dual\\n\" >$h && " \
+                             "mount --bind $h /etc/hosts && rm -f $h || exit 77;")
+
+// A scripted UDP device on |address|, at a port the system chooses, served on a thread: the
+// i-th datagram received is answered, to its sender, with the datagrams of replies[i].
+class UdpPeer {
+public:
+    using Replies = std::vector<std::vector<std::string>>;
+
+    explicit UdpPeer(Replies replies = {}, const char* address = "127.0.0.1") {
+        addrinfo hints{}, *local = nullptr;
+        hints.ai_flags = AI_NUMERICHOST, hints.ai_socktype = SOCK_DGRAM;
+        if (getaddrinfo(address, "0", &hints, &local) != 0) return;
+        int fd = moveAboveTen(socket(local->ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        timeval tick{0, 20000};  // how often the thread looks whether to stop
+        sockaddr_in6 bound{};    // the port lies at the same place in either family's address
+        socklen_t length = sizeof(bound);
+        if (fd >= 0 && bind(fd, local->ai_addr, local->ai_addrlen) == 0 &&
+            getsockname(fd, reinterpret_cast<sockaddr*>(&bound), &length) == 0 &&
+            setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tick, sizeof(tick)) == 0) {
+            socket_ = fd, port_ = ntohs(bound.sin6_port);
+        } else if (fd >= 0) {
+            close(fd);
+        }
+        freeaddrinfo(local);
+        if (socket_ >= 0) thread_ = std::thread([this, replies = std::move(replies)] { serve(replies); });
     }
+    ~UdpPeer() {
+        stop_ = true;
+        if (thread_.joinable()) thread_.join();
+        if (socket_ >= 0) close(socket_);
+    }
+
+    bool ok() const { return socket_ >= 0; }
+    int port() const { return port_; }
+    std::vector<std::string> received() const {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return received_;
+    }
+    // Sends |datagram| from this socket to whoever last sent one to |peer|.
+    void sendToSenderOf(const UdpPeer& peer, const std::string& datagram) const {
+        std::lock_guard<std::mutex> lock(peer.mutex_);
+        sendto(socket_, datagram.data(), datagram.size(), 0, reinterpret_cast<const sockaddr*>(&peer.sender_),
+               peer.senderLength_);
+    }
+
+private:
+    void serve(const Replies& replies) {
+        std::vector<char> buffer(65536);
+        while (!stop_) {
+            sockaddr_storage from;
+            socklen_t fromLength = sizeof(from);
+            ssize_t count = recvfrom(socket_, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&from), &fromLength);
+            if (count < 0) continue;
+            std::lock_guard<std::mutex> lock(mutex_);
+            received_.emplace_back(buffer.data(), static_cast<size_t>(count));
+            sender_ = from, senderLength_ = fromLength;
+            if (received_.size() > replies.size()) continue;
+            for (const std::string& reply : replies[received_.size() - 1]) {
+                sendto(socket_, reply.data(), reply.size(), 0, reinterpret_cast<sockaddr*>(&from), fromLength);
+            }
+        }
+    }
+
+    int socket_ = -1, port_ = 0;
+    std::atomic<bool> stop_{false};
+    std::thread thread_;
+    mutable std::mutex mutex_;
+    std::vector<std::string> received_;
+    sockaddr_storage sender_{};
+    socklen_t senderLength_ = 0;
+};
 
 // A protocol that only names the port a connection should use.
 struct PortProtocol : Protocol {

@@ -1,42 +1,27 @@
-// OutputCapture: collects what the test process itself writes to fd 1 or 2.
+// OutputCapture: collects what the test process writes to standard output (fd 1) or standard
+// error (fd 2) until text() or the end of its scope, through GoogleTest's own capture.
 #pragma once
 
-#include <unistd.h>
+#include <gtest/gtest.h>
 
-#include <cstdio>
-#include <fstream>
-#include <iostream>
-#include <iterator>
-#include <memory>
 #include <string>
+#include <utility>
 
 class OutputCapture {
 public:
-    // Sends |fd| into an unlinked temporary file until text() or destruction.
-    explicit OutputCapture(int fd) : fd_(fd) {
-        if (file_ == nullptr) return;
-        flushAll();
-        saved_ = dup(fd_);
-        dup2(fileno(file_.get()), fd_);
-    }
+    explicit OutputCapture(int fd) : fd_(fd) { fd_ == 1 ? testing::internal::CaptureStdout() : testing::internal::CaptureStderr(); }
     ~OutputCapture() { text(); }
 
-    // Restores the descriptor and returns everything written to it so far.
+    // Ends the capture (the first time) and returns everything written while it lasted.
     std::string text() {
-        if (saved_ >= 0) {
-            flushAll();
-            dup2(saved_, fd_);
-            close(saved_);
-            saved_ = -1;
+        if (!std::exchange(done_, true)) {
+            text_ = fd_ == 1 ? testing::internal::GetCapturedStdout() : testing::internal::GetCapturedStderr();
         }
-        if (file_ == nullptr) return "";
-        std::ifstream in("/proc/self/fd/" + std::to_string(fileno(file_.get())), std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        return text_;
     }
 
 private:
-    static void flushAll() { std::cout.flush(), std::cerr.flush(), std::fflush(nullptr); }
-
-    int fd_, saved_ = -1;
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{std::tmpfile(), &std::fclose};
+    int fd_;
+    bool done_ = false;
+    std::string text_;
 };

@@ -83,3 +83,12 @@ inline void rerunCurrentTest(const std::string& launcher) {
 }
 
 }  // namespace cfftest
+
+// The test runs again in private network and mount namespaces, loopback up, after the shell
+// commands |setUp| (which exit 77 to skip it).
+#define RERUN_IN_PRIVATE_NETWORK(setUp)                                                                        \
+    if (!std::getenv("CFF_PRIVATE_NETWORK")) {                                                                 \
+        return cfftest::rerunCurrentTest("unshare -n -m true 2>/dev/null || { echo no private namespaces; exit 77; }; " \
+                                         "CFF_PRIVATE_NETWORK=1 unshare -n -m --propagation private sh -c '"      \
+                                         "ip link set lo up || exit 77; " setUp " exec \"$0\" \"$@\"'");          \
+    }

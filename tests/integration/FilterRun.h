@@ -138,12 +138,7 @@ inline std::string colorFinisherLine() {
     "exit 77;; esac; mount -t tmpfs tmpfs /tmp || exit 77; "
 
 // The test runs again in private network and mount namespaces: loopback up, an empty /tmp.
-#define RUN_IN_PRIVATE_NETWORK()                                                                              \
-    if (!std::getenv("CFF_PRIVATE_NETWORK")) {                                                                \
-        return cfftest::rerunCurrentTest("unshare -n -m true 2>/dev/null || { echo no private namespaces; exit 77; }; " \
-                                     "CFF_PRIVATE_NETWORK=1 unshare -n -m --propagation private sh -c '"     \
-                                     CFF_EMPTY_TMP_SHELL "ip link set lo up || exit 77; exec \"$0\" \"$@\"'"); \
-    }
+#define RUN_IN_PRIVATE_NETWORK() RERUN_IN_PRIVATE_NETWORK(CFF_EMPTY_TMP_SHELL)
 
 // True once a socket of |table| ("udp" or "tcp") is bound to |address|:|port|, within 10 s.
 inline bool waitForPort(int port, const std::string& table = "udp", const std::string& address = "127.0.0.1") {
