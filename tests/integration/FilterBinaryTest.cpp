@@ -20,32 +20,28 @@ std::string quoted(const std::string& text) {
 }
 
 struct FilterRun {
-    int status = -1;  // -1: the run could not be set up
+    int status = -1;
     std::string out, err, log, markerAfter;
 };
 
-// Runs the filter with files in |d| in its own mount and network namespace (an empty /tmp, no network),
-// with |marker| as /tmp/startlog (none: no such file); the host's /tmp/startlog is never touched.
-// |redirections| are further shell redirections for the filter, such as "3<&-".
+// Runs the filter with files in |d|, with |marker| as /tmp/startlog (none: no such file); the
+// test runs in namespaces of its own, so /tmp is an empty one. |redirections| are further shell
+// redirections for the filter, such as "3<&-".
 FilterRun runFilter(const std::string& d, const std::vector<std::string>& args, const char* uri,
                     const std::string& stdinText, const std::optional<std::string>& marker,
                     const std::string& redirections = "") {
-    for (const char* name : {"out", "err", "CommandFileFilter", "marker.after"}) std::filesystem::remove(d + "/" + name);
+    for (const char* name : {"out", "err", "CommandFileFilter"}) std::filesystem::remove(d + "/" + name);
+    std::filesystem::remove("/tmp/startlog");
+    if (marker) writeFile("/tmp/startlog", *marker);
     writeFile(d + "/stdin", stdinText);
-    std::ostringstream script;
-    // The trees stay reachable: the test is skipped when they lie below /tmp.
-    script << "mount -t tmpfs tmpfs /tmp || exit 99\n";
-    if (marker) script << "printf %s " << quoted(*marker) << " >/tmp/startlog\n";
-    script << "env -i PATH=/usr/bin:/bin" << cfftest::sanitizerEnvironmentWords() << " TMPDIR=" << quoted(d)
-           << (uri ? std::string(" DEVICE_URI=") + quoted(uri) : "") << " " << quoted(CFF_FILTER_BINARY);
-    for (const std::string& arg : args) script << " " << quoted(arg);
-    script << " <" << quoted(d + "/stdin") << " >" << quoted(d + "/out") << " 2>" << quoted(d + "/err") << " " << redirections
-           << "\nstatus=$?; [ -f /tmp/startlog ] && cp /tmp/startlog " << quoted(d + "/marker.after") << "\nexit $status\n";
-    writeFile(d + "/run.sh", script.str());
-    int waitStatus = std::system(("unshare --mount --net --propagation private sh " + quoted(d + "/run.sh")).c_str());
-    if (!WIFEXITED(waitStatus) || WEXITSTATUS(waitStatus) == 99) return {};  // 99: no private /tmp
-    return {WEXITSTATUS(waitStatus), readFile(d + "/out"), readFile(d + "/err"), readFile(d + "/CommandFileFilter"),
-            readFile(d + "/marker.after")};
+    std::string command = "env -i PATH=/usr/bin:/bin" + cfftest::sanitizerEnvironmentWords() + " TMPDIR=" + quoted(d) +
+                          (uri ? std::string(" DEVICE_URI=") + quoted(uri) : "") + " " + quoted(CFF_FILTER_BINARY);
+    for (const std::string& arg : args) command += " " + quoted(arg);
+    std::string ignored;
+    int status = cfftest::runCommand(command + " <" + quoted(d + "/stdin") + " >" + quoted(d + "/out") + " 2>" +
+                                         quoted(d + "/err") + " " + redirections, ignored);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(d + "/out"), readFile(d + "/err"),
+            readFile(d + "/CommandFileFilter"), readFile("/tmp/startlog")};
 }
 
 // The messages main() itself logged: one level deep after the "[hh:mm:ss:mmm]" stamp, no entry or exit lines.
@@ -60,21 +56,10 @@ Messages mainMessages(const std::string& log) {
 
 }  // namespace
 
-// Why runFilter cannot run here; empty when it can.
-std::string whyRunsCannotBeIsolated() {
-    if (std::system("unshare --mount --net --propagation private sh -c 'mount -t tmpfs tmpfs /tmp' 2>/dev/null")) {
-        return "no private mount namespace permitted; the tests never use the host's /tmp/startlog";
-    }
-    if (std::string(CFF_SOURCE_DIR).rfind("/tmp/", 0) == 0 || std::string(CFF_BINARY_DIR).rfind("/tmp/", 0) == 0) {
-        return "the trees lie below /tmp, which the filter's runs replace with an empty one";
-    }
-    return "";
-}
-
 TEST(FilterBinary, ExitsZeroAndLogsWhichCommandsRanAndWhereReadingStopped) {
-    if (std::string why = whyRunsCannotBeIsolated(); !why.empty()) GTEST_SKIP() << why;
-    std::string dir = std::string(CFF_BINARY_DIR) + "/cff-filter-XXXXXX";
-    ASSERT_NE(mkdtemp(dir.data()), nullptr);
+    RUN_IN_PRIVATE_NETWORK();
+    e2e::Scratch scratch;
+    const std::string& dir = scratch.dir;
     const std::string path = dir + "/commands", logPath = dir + "/CommandFileFilter";
     const std::string closed = "CommandFileFilter : cupsFileClose";
     std::vector<std::string> job = {"42", "alice", "maintenance", "1", ""}, withFile = job, surplus;
@@ -117,16 +102,15 @@ TEST(FilterBinary, ExitsZeroAndLogsWhichCommandsRanAndWhereReadingStopped) {
         EXPECT_EQ(run.log.rfind("<+CommandFileFilter:main()+>\n"), 14u);  // once, as the first line
         EXPECT_EQ(mainMessages(run.log), c.expected);
     }
-    std::filesystem::remove_all(dir);
 }
 
 // Started by hand without the backend's descriptors 3 and 4, the filter must not take the
 // command file for its back-channel: a file larger than the library's read buffer is read
 // to its last command, and the requests go out on standard output.
 TEST(FilterBinary, CommandFileIsReadToItsLastLineWhenTheBackendDescriptorsAreClosed) {
-    if (std::string why = whyRunsCannotBeIsolated(); !why.empty()) GTEST_SKIP() << why;
-    std::string dir = std::string(CFF_BINARY_DIR) + "/cff-fds-XXXXXX";
-    ASSERT_NE(mkdtemp(dir.data()), nullptr);
+    RUN_IN_PRIVATE_NETWORK();
+    e2e::Scratch scratch;
+    const std::string& dir = scratch.dir;
     std::string commands = "AutoConfigure\n";
     while (commands.size() < 6000) commands += "# a comment line that pads the command file past 4 KB\n";
     writeFile(dir + "/commands", commands + "ReportLevels\n");
@@ -142,5 +126,4 @@ TEST(FilterBinary, CommandFileIsReadToItsLastLineWhenTheBackendDescriptorsAreClo
         EXPECT_EQ(commandsRun, (Messages{"Command =AutoConfigure", "Command =ReportLevels"}));
         EXPECT_FALSE(run.out.empty());
     }
-    std::filesystem::remove_all(dir);
 }
