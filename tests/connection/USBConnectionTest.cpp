@@ -159,6 +159,19 @@ TEST(USBConnection, WritesOnceReadsAtMost512BytesAndClosesOnce) {
     EXPECT_EQ(platform.listCalls, 1);
 }
 
+// A program that sets no platform (the filter) reaches no device and does not crash; one that
+// sets a platform gets it for every connection made afterwards.
+TEST(USBConnection, UsesTheProgramsSystemPlatformAndFindsNoDeviceWithoutOne) {
+    EXPECT_EQ(USBConnection(kUri).doOpen(), -1);
+    USBConnection::setSystemPlatformMaker([]() -> std::unique_ptr<UsbPlatform> {
+        return std::make_unique<USBScriptedPlatform>(std::vector<ScriptedDevice>{scriptedPrinter("Acme Laser 500", "ABC123")});
+    });
+    USBConnection connection(kUri);
+    EXPECT_EQ(connection.doOpen(), 0);
+    EXPECT_TRUE(connection.isOpen());
+    USBConnection::setSystemPlatformMaker(nullptr);
+}
+
 // A printer at bus 1 address 2, ids 04aa:0021. Interface 0 is a vendor interface with an
 // interrupt-in pipe; interface 1 is the print interface, whose alternate setting 0 can only
 // send and whose alternate setting 1 can send and receive.

@@ -1,8 +1,7 @@
-// Tests of the request processor's edges and of the command loopback on older Darwin hosts.
+// Tests of the command loopback that older Darwin hosts get before the job's requests.
 #include <gtest/gtest.h>
 
 #include "core/CommandFileFilter.h"
-#include "core/DevCommand.h"
 #include "helpers/OutputCapture.h"
 #include "helpers/ScopedEnv.h"
 #include "helpers/TestUtil.h"
@@ -27,19 +26,4 @@ TEST(CommandLoopback, OlderDarwinGetsTwoBytesForIppAndNineOtherwise) {
         commandLoopback(logger);
         EXPECT_EQ(out.text(), expected);
     }
-}
-
-TEST(RequestProcessor, EmptyUriIsRefusedAndCommandsAreAllDeleted) {
-    EXPECT_EQ(process("", REQ_SUPPLY_LEVELS), -1);
-    EXPECT_EQ(process("", REQ_INSTALLABLE_OPTIONS), -1);
-    struct CountingCommand : DevCommand {
-        explicit CountingCommand(int& deleted) : DevCommand(CMD_SUPPLIES, 0), deleted_(deleted) {}
-        ~CountingCommand() override { ++deleted_; }
-        int& deleted_;
-    };
-    int deleted = 0;
-    std::list<DevCommand*> commands = {new CountingCommand(deleted), nullptr, new CountingCommand(deleted)};
-    deleteCommands(commands);
-    EXPECT_EQ(deleted, 2);
-    EXPECT_TRUE(commands.empty());
 }
