@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -33,6 +35,12 @@ inline std::string sanitizerEnvironmentWords() {
     for (const std::string& entry : sanitizerEnvironment()) words += " " + entry;
     return words;
 }
+
+inline std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+inline void writeFile(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 
 inline std::string text(const Data& data) {
     return data.get() ? std::string(reinterpret_cast<const char*>(data.get()), data.size()) : "";

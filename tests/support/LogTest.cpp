@@ -23,7 +23,7 @@ TEST(LogSettings, MarkerEntriesAreSortedWithTheModuleAddedAndTheFirstSettingsSta
     LogSettings::initialize(true, "CommandFileFilter", "");
     LogSettings::initialize(false, "Other", "/ignored/");
     { Logger("M", "f").Log("x"); }
-    EXPECT_EQ(TempLog::read(temp.markerPath()), "Alpha=/a\r\nCommandFileFilter=" + temp.logPath() + "\r\nZeta=/z");
+    EXPECT_EQ(cfftest::readFile(temp.markerPath()), "Alpha=/a\r\nCommandFileFilter=" + temp.logPath() + "\r\nZeta=/z");
     EXPECT_TRUE(LogSettings::instance()->isLogEnabled());
     EXPECT_EQ(LogSettings::instance()->getLogFilePath(), temp.logPath());
     EXPECT_EQ(err.text(), "CommandFileFilter Logfile Path : " + temp.logPath() + "\n");
@@ -84,7 +84,7 @@ const char kPrecious[] = "someone else's file\n";
 
 // The content of |path| when it is a regular file itself (reading a FIFO would block).
 std::string plainContent(const std::string& path) {
-    return std::filesystem::is_regular_file(std::filesystem::symlink_status(path)) ? TempLog::read(path) : "-";
+    return std::filesystem::is_regular_file(std::filesystem::symlink_status(path)) ? cfftest::readFile(path) : "-";
 }
 
 TEST(LogLinks, PlantedLinkOrOtherFileKeepsLoggingOffAndWritesNothing) {
@@ -109,7 +109,7 @@ TEST(LogLinks, PlantedLinkOrOtherFileKeepsLoggingOffAndWritesNothing) {
         SCOPED_TRACE(c.name);
         TempLog temp;
         const std::string victim = temp.dir() + "/victim";
-        std::ofstream(victim) << kPrecious;
+        cfftest::writeFile(victim, kPrecious);
         c.plant(temp, victim);
         const std::string markerBefore = plainContent(temp.markerPath());
         OutputCapture err(2);
@@ -117,7 +117,7 @@ TEST(LogLinks, PlantedLinkOrOtherFileKeepsLoggingOffAndWritesNothing) {
         { Logger("M", "f").Log("hello"); }
         EXPECT_FALSE(LogSettings::instance()->isLogEnabled());
         EXPECT_EQ(err.text(), "");
-        EXPECT_EQ(TempLog::read(victim), kPrecious);
+        EXPECT_EQ(cfftest::readFile(victim), kPrecious);
         EXPECT_FALSE(std::filesystem::exists(temp.dir() + "/absent"));
         EXPECT_EQ(plainContent(temp.markerPath()), markerBefore);
     }
@@ -126,7 +126,7 @@ TEST(LogLinks, PlantedLinkOrOtherFileKeepsLoggingOffAndWritesNothing) {
 TEST(LogLinks, LogIsCreatedPrivateAndALinkPlantedDuringTheRunEndsLogging) {
     TempLog temp;
     const std::string victim = temp.dir() + "/victim";
-    std::ofstream(victim) << kPrecious;
+    cfftest::writeFile(victim, kPrecious);
     OutputCapture err(2);
     temp.enable();
     { Logger("M", "f").Log("first"); }
@@ -139,7 +139,7 @@ TEST(LogLinks, LogIsCreatedPrivateAndALinkPlantedDuringTheRunEndsLogging) {
     ASSERT_EQ(symlink(victim.c_str(), temp.logPath().c_str()), 0);
     { Logger("M", "f").Log("second"); }
     EXPECT_FALSE(LogSettings::instance()->isLogEnabled());
-    EXPECT_EQ(TempLog::read(victim), kPrecious);
+    EXPECT_EQ(cfftest::readFile(victim), kPrecious);
     EXPECT_EQ(err.text(), "CommandFileFilter Logfile Path : " + temp.logPath() + "\n");
 }
 

@@ -4,10 +4,9 @@
 #include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
+#include "helpers/TestUtil.h"
 #include "support/Clock.h"
 #include "support/LogSettings.h"
 #include "support/Logger.h"
@@ -33,17 +32,13 @@ public:
     const std::string& dir() const { return dir_; }
     std::string markerPath() const { return dir_ + "/startlog"; }
     std::string logPath() const { return dir_ + "/CommandFileFilter"; }
-    void writeMarker(const std::string& content) const { std::ofstream(markerPath(), std::ios::binary) << content; }
+    void writeMarker(const std::string& content) const { cfftest::writeFile(markerPath(), content); }
     // Writes the marker (empty unless given) and turns the log on into logPath().
     void enable(const std::string& marker = "") const {
         writeMarker(marker);
         LogSettings::initialize(true, "CommandFileFilter", dir_ + "/");
     }
-    static std::string read(const std::string& path) {
-        std::ifstream in(path, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
-    std::string log() const { return read(logPath()); }
+    std::string log() const { return cfftest::readFile(logPath()); }
 
 private:
     std::string dir_;
