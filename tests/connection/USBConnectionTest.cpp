@@ -22,6 +22,7 @@ TEST(USBConnection, SplitsUriIntoMakeModelAndSerial) {
         {"usb://Make/Model", "Make|Model|"},
         {"usb://Make/Model?serial=ab=cd", "Make|Model|ab"},        // cut at a second "="
         {"usb://Make/Model?serial=9/x", "Make|Model|9"},
+        {"usb://Make/Model?serial=ABC123&interface=1", "Make|Model|ABC123"},  // the spooler's usb backend adds more
         {"usb://Make/Model=7?serial=1", "Make|Model=7|7?serial"},  // "=" counted from the start
         {"usb:", "||"},
     };
