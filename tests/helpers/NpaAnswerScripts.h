@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "protocol/Protocol.h"
@@ -17,12 +18,18 @@ using Bytes = std::vector<unsigned char>;
 
 constexpr unsigned char kRdcEcho = 0xE0;  // byte 4 of the RDC request, repeated by every answer packet
 
-inline Bytes rdcRequest() { return {0xA5, 0x00, 0x07, 0x50, kRdcEcho, 0x21, 0x01, 0x00, 0x00, 0x00}; }
-// The command that puts the printer into NPA mode.
-inline Bytes npaModeCommand() {
-    return {0xA5, 0x00, 0x10, 0x80, 0xA4, 0x5B, 0xA4, 0x5B, 0x10, 0xEF,
-            0xA4, 0x5B, 0x11, 0xEE, 0x00, 0xFF, 0x13, 0xEC, 0x2E};
+// The requests the filter sends, written out here so that any change of them shows.
+const std::string kModeCommand("\xA5\x00\x10\x80\xA4\x5B\xA4\x5B\x10\xEF\xA4\x5B\x11\xEE\x00\xFF\x13\xEC\x2E", 19);
+const std::string kConfigurationRequest("\xA5\x00\x07\x50\xE0\x21\x01\x00\x00\x00", 10);
+const std::string kOptionsRequest("\xA5\x00\x03\x50\x01\x04", 6);
+// What AutoConfigure sends on a USB queue, each request after the mode command.
+const std::string kAutoConfigureRequests = kModeCommand + kConfigurationRequest + kModeCommand + kOptionsRequest;
+// What ReportLevels sends: the supply request in language |language|, after the mode command.
+inline std::string supplyRequest(char language) {
+    return kModeCommand + std::string("\xA5\x00\x08\x50\xE0\x21\x01\x00", 8) + language + std::string("\x01\x08", 2);
 }
+inline Bytes rdcRequest() { return Bytes(kConfigurationRequest.begin(), kConfigurationRequest.end()); }
+inline Bytes npaModeCommand() { return Bytes(kModeCommand.begin(), kModeCommand.end()); }
 inline Bytes bytesOf(const Data& data) { return data.get() ? Bytes(data.get(), data.get() + data.size()) : Bytes(); }
 
 inline Bytes concat(const std::vector<Bytes>& parts) {

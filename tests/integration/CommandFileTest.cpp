@@ -2,15 +2,10 @@
 #include <gtest/gtest.h>
 
 #include "FilterRun.h"
+#include "helpers/NpaAnswerScripts.h"
 
-namespace {
-
-const std::string kMode("\xA5\x00\x10\x80\xA4\x5B\xA4\x5B\x10\xEF\xA4\x5B\x11\xEE\x00\xFF\x13\xEC\x2E", 19);
-const std::string kAutoConfigure =
-    kMode + std::string("\xA5\x00\x07\x50\xE0\x21\x01\x00\x00\x00", 10) + kMode + std::string("\xA5\x00\x03\x50\x01\x04", 6);
-const std::string kReportLevels = kMode + std::string("\xA5\x00\x08\x50\xE0\x21\x01\x00\x00\x01\x08", 11);
-
-}  // namespace
+using npa_script::kAutoConfigureRequests;
+using npa_script::supplyRequest;
 
 // Words are matched without regard to case; a self-test page is skipped; an unknown word ends
 // the run, so nothing after it is carried out. A supply report is followed by its state line.
@@ -18,10 +13,10 @@ TEST(CommandFile, WordsRunInOrderRegardlessOfCaseAndAnUnknownWordEndsTheRun) {
     SKIP_WHILE_LOG_MARKER_EXISTS();
     e2e::Scratch scratch;
     const std::tuple<const char*, std::string, std::string> cases[] = {
-        {"reportlevels\nAUTOCONFIGURE\n", kReportLevels + kAutoConfigure, "ATTR: STATE: PPD: "},
-        {"PrintSelfTestPage\nReportLevels\n", kReportLevels, "ATTR: STATE: "},
-        {"AutoConfigure\nCleanHeads\nReportLevels\n", kAutoConfigure, "PPD: "},
-        {"# a comment\n\nReportLevels\n", kReportLevels, "ATTR: STATE: "},
+        {"reportlevels\nAUTOCONFIGURE\n", supplyRequest(0) + kAutoConfigureRequests, "ATTR: STATE: PPD: "},
+        {"PrintSelfTestPage\nReportLevels\n", supplyRequest(0), "ATTR: STATE: "},
+        {"AutoConfigure\nCleanHeads\nReportLevels\n", kAutoConfigureRequests, "PPD: "},
+        {"# a comment\n\nReportLevels\n", supplyRequest(0), "ATTR: STATE: "},
         {"", "", ""},
     };
     for (const auto& [commands, requests, prefixes] : cases) {

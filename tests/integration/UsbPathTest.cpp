@@ -7,21 +7,14 @@
 
 #include "FilterRun.h"
 #include "NpaAnswerBuilder.h"
+#include "helpers/NpaAnswerScripts.h"
 
 namespace {
 
 using e2e::FilterResult;
 using Step = ScriptedResponder::Step;
 
-const std::string kMode("\xA5\x00\x10\x80\xA4\x5B\xA4\x5B\x10\xEF\xA4\x5B\x11\xEE\x00\xFF\x13\xEC\x2E", 19);
-const std::string kConfigurationRequest("\xA5\x00\x07\x50\xE0\x21\x01\x00\x00\x00", 10);
-const std::string kOptionsRequest("\xA5\x00\x03\x50\x01\x04", 6);
-const std::string kAutoConfigureRequests = kMode + kConfigurationRequest + kMode + kOptionsRequest;
-
-// The supply request asking for language |language|.
-std::string supplyRequest(char language) {
-    return kMode + std::string("\xA5\x00\x08\x50\xE0\x21\x01\x00", 8) + language + std::string("\x01\x08", 2);
-}
+using namespace npa_script;
 
 // The answer that the printer |device| gives to |request|, in packets of at most 500 payload
 // bytes (one 512-byte read each).

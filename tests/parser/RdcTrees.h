@@ -12,6 +12,7 @@
 #include "ContainerTree.h"
 #include "NpaAnswerBuilder.h"
 #include "core/Data.h"
+#include "helpers/NpaAnswerScripts.h"
 #include "parser/SupplyInfo.h"
 
 namespace rdc {
@@ -19,8 +20,8 @@ namespace rdc {
 using E = ContainerTree::Element;
 using T = ContainerTree;
 
-const std::string kConfigurationRequest("\xA5\x00\x07\x50\xE0\x21\x01\x00\x00\x00", 10);
-const std::string kOptionsRequest("\xA5\x00\x03\x50\x01\x04", 6);
+using npa_script::kConfigurationRequest;
+using npa_script::kOptionsRequest;
 
 // |element| claiming |count| children, whatever it holds.
 inline E withCount(E element, long count) {
