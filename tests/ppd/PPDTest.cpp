@@ -1,13 +1,10 @@
-// Tests of the mapping to PPD keywords and marker attributes (the option, supply-type and colour
-// tables each checked whole), and of the writers when a request fails.
+// Tests of the mapping to PPD keywords and marker attributes: the option, supply-type and colour
+// tables each checked whole, the host exception, and what is left out of range.
 #include <gtest/gtest.h>
 
-#include "helpers/OutputCapture.h"
 #include "helpers/StubParser.h"
 #include "helpers/TestUtil.h"
 #include "ppd/PPDParser.h"
-#include "ppd/PPDStringModifier.h"
-#include "ppd/WriterSTDERR.h"
 
 namespace {
 
@@ -152,22 +149,4 @@ TEST(PPDSupplies, ReportsTheFourMarkerAttributesInThirtyTwoBitArithmetic) {
     EXPECT_TRUE(create(REQ_SUPPLY_LEVELS, &parser, -1).empty());
     parser.supplies = {&records[1], &records[3]};
     EXPECT_TRUE(create(REQ_SUPPLY_LEVELS, &parser, -1).empty());
-}
-
-// Unavailable facts, a request without a mapping, or a writer without a stream put out nothing.
-TEST(PPDWriters, FailedRequestsWriteNothing) {
-    StubParser unavailable, available(0);
-    EXPECT_TRUE(create(REQ_INSTALLABLE_OPTIONS, &unavailable, -1).empty());
-    EXPECT_TRUE(create(REQ_INSTALLABLE_OPTIONS, nullptr, -1).empty());
-    EXPECT_TRUE(create(REQ_DUPLEX_OPTIONS, &unavailable, 0).empty());
-    EXPECT_TRUE(create(static_cast<RequestType>(3), &unavailable, -1).empty());
-    for (const auto& [type, parser] : {std::make_pair(REQ_INSTALLABLE_OPTIONS, &unavailable),
-                                       std::make_pair(REQ_DUPLEX_OPTIONS, &available)}) {
-        OutputCapture err(2);
-        PPDStringModifier writer;
-        writer.setOutputMode(new WriterSTDERR());
-        EXPECT_EQ(writer.writeData(type, parser), -1);
-        EXPECT_EQ(err.text(), "");
-    }
-    EXPECT_EQ(PPDStringModifier().writeToFile("PPD: a=1 "), -1);
 }
