@@ -93,12 +93,13 @@ TEST(QueryToolCheck, FindsThePrinterOrSaysWhyNot) {
 }
 
 // A printer attached by USB that answers as the simulator's printer for |profileName| does
-// (none: it stays silent), lent to the connections the tool makes.
+// (none: it stays silent), lent to the connections the tool makes while it is the latest made.
 struct AttachedPrinter {
     explicit AttachedPrinter(const char* profileName) {
         std::string error;
         if (profileName != nullptr) {
-            EXPECT_EQ(ProfileLoader::loadFile(std::string(CFFSIM_PROFILE_DIR) + "/" + profileName + ".yaml", profile, error), 0);
+            EXPECT_EQ(ProfileLoader::loadFile(std::string(CFFSIM_PROFILE_DIR) + "/" + profileName + ".yaml", profile, error), 0)
+                << error;
             usb.onWrite = [this](const std::vector<unsigned char>& request) {
                 for (const std::string& packet : printer.respond(NpaRequest::classify(std::string(request.begin(), request.end())))) {
                     usb.reads.push_back({kUsbSuccess, std::vector<unsigned char>(packet.begin(), packet.end())});
