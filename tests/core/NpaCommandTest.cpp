@@ -24,7 +24,8 @@ struct RecordingParser : StubParser {
     Parsed parsed;
 };
 
-const Bytes kSupply = {0xA5, 0x00, 0x08, 0x50, 0xE0, 0x21, 0x01, 0x00, 0x00, 0x01, 0x08};
+const std::string kSupplyRequest = supplyRequest(0).substr(kModeCommand.size());  // in the default language
+const Bytes kSupply(kSupplyRequest.begin(), kSupplyRequest.end());
 
 }  // namespace
 

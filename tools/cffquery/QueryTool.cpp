@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "connection/Connection.h"
+#include "connection/ConnectionType.h"
 #include "connection/USBConnection.h"
 #include "connection/UsbPlatform.h"
 #include "core/CommandFileFilter.h"

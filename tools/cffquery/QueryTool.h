@@ -3,7 +3,6 @@
 
 #include <string>
 
-#include "connection/ConnectionType.h"
 #include "core/RequestType.h"
 
 class UsbPlatform;
